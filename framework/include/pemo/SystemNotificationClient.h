@@ -1,0 +1,121 @@
+#pragma once
+
+#include "pemo/Authentication.h"
+#include "pemo/ServiceRecord.h"
+#include "pemo/ServiceRegistryClient.h"
+#include "pemo/SystemNotification.h"
+
+#include <Poco/Exception.h>
+#include <Poco/Logger.h>
+#include <Poco/Net/HTTPClientSession.h>
+#include <Poco/Net/HTTPRequest.h>
+#include <Poco/Net/HTTPResponse.h>
+#include <Poco/Net/SocketReactor.h>
+#include <Poco/Notification.h>
+#include <Poco/NotificationCenter.h>
+#include <Poco/Timer.h>
+
+#include <cereal/archives/json.hpp>
+
+#include <limits>
+#include <memory>
+#include <mutex>
+#include <string>
+
+namespace pemo {
+
+/// One system notification received from the system manager's
+/// "/system_notifications" port, as the text it was sent as.
+class SystemNotificationEvent : public Poco::Notification
+{
+public:
+    explicit SystemNotificationEvent(const std::string& text);
+    const std::string& text() const;
+
+private:
+    std::string _text;
+};
+
+/// Publishes system notifications to the system manager and delivers the
+/// ones it relays as SystemNotificationEvents to observers.
+///
+/// The client finds the system manager through the registry record
+/// "system-manager", polled once a second until found and every ten seconds
+/// after. With observers added and an authentication token set it keeps one
+/// WebSocket subscription to the notification port on the socket reactor.
+class SystemNotificationClient
+{
+public:
+    SystemNotificationClient(ServiceRegistryClient& registry, Poco::Net::SocketReactor& reactor);
+    ~SystemNotificationClient();
+
+    SystemNotificationClient(const SystemNotificationClient&) = delete;
+    SystemNotificationClient& operator=(const SystemNotificationClient&) = delete;
+
+    /// The token sent in the authentication header of every request.
+    void setAuthentication(const std::string& token);
+
+    /// Starts looking for the system manager. Call once.
+    void initialize();
+    /// Stops looking and drops the subscription.
+    void shutdown();
+
+    void addObserver(const Poco::AbstractObserver& observer);
+    void removeObserver(const Poco::AbstractObserver& observer);
+
+    /// The system manager's record as last learned; empty name when unknown.
+    ServiceRecord systemManagerRecord() const;
+
+    /// Posts the notification to the system manager's "system_notify" route.
+    /// True exactly when it answered 204. False when the system manager is
+    /// not known yet or a Poco::Exception occurred on the way; an
+    /// uninitialised notification throws std::logic_error.
+    template <const char* Type, class Data>
+    bool postNotification(const SystemNotification<Type, Data>& notification)
+    {
+        const ServiceRecord record = systemManagerRecord();
+        if (record.name.empty())
+            return false;
+        try
+        {
+            Poco::Net::HTTPClientSession session(record.host, static_cast<Poco::UInt16>(record.port));
+            session.setTimeout(Poco::Timespan(5, 0));
+            Poco::Net::HTTPRequest request(Poco::Net::HTTPRequest::HTTP_POST, record.path + "system_notify",
+                                           Poco::Net::HTTPMessage::HTTP_1_1);
+            request.setContentType("application/json");
+            request.setChunkedTransferEncoding(true);
+            request.set(HTTP_HEADER_AUTHENTICATION, authentication());
+            std::ostream& body = session.sendRequest(request);
+            {
+                cereal::JSONOutputArchive archive(body);
+                notification.save(archive);
+            }
+            Poco::Net::HTTPResponse response;
+            session.receiveResponse(response).ignore(std::numeric_limits<std::streamsize>::max());
+            return response.getStatus() == Poco::Net::HTTPResponse::HTTP_NO_CONTENT;
+        }
+        catch (const Poco::Exception& e)
+        {
+            _logger.debug("SystemNotificationClient::postNotification " + e.displayText());
+            return false;
+        }
+    }
+
+private:
+    class Subscription;
+
+    std::string authentication() const;
+    void onLookupTimer(Poco::Timer& timer);
+
+    ServiceRegistryClient& _registry;
+    Poco::Net::SocketReactor& _reactor;
+    Poco::Logger& _logger;
+    Poco::NotificationCenter _center;
+    mutable std::mutex _mutex;
+    ServiceRecord _sysMgrRecord;
+    std::string _token;
+    Poco::Timer _lookupTimer;
+    std::unique_ptr<Subscription> _subscription;
+};
+
+} // namespace pemo
