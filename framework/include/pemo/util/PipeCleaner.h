@@ -6,6 +6,7 @@
 #include <Poco/Thread.h>
 
 #include <atomic>
+#include <optional>
 #include <string>
 
 namespace pemo {
@@ -36,7 +37,7 @@ private:
     void flushLine(std::string& line);
 
     Poco::Logger& _logger;
-    Poco::Pipe _pipe;
+    std::optional<Poco::Pipe> _pipe;
     std::string _prefix;
     Poco::Thread _thread;
     std::atomic<bool> _stop;

@@ -1,0 +1,5 @@
+#include "pemo/ServiceApp.h"
+
+#include <iostream>
+
+POCO_SERVER_MAIN(pemo::ServiceApp)

@@ -1,0 +1,188 @@
+#include "pemo/Port.h"
+
+#include "PortSubscriber.h"
+
+#include <Poco/Exception.h>
+
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace pemo {
+
+/// Owns the subscribers and the one sender thread that writes their queued
+/// frames, so a broadcast only ever costs a copy per subscriber.
+class Port::Impl
+{
+public:
+    Impl(Poco::Net::SocketReactor& reactor, std::size_t maxFrameSize)
+        : _reactor(reactor), _maxFrameSize(maxFrameSize), _closed(false), _sender([this] { sendLoop(); })
+    {
+    }
+
+    ~Impl()
+    {
+        close();
+        {
+            std::lock_guard<std::mutex> lock(_mutex);
+            _stopping = true;
+        }
+        _wake.notify_all();
+        _sender.join();
+    }
+
+    void subscribe(const Poco::Net::WebSocket& socket)
+    {
+        auto subscriber = std::make_shared<PortSubscriber>(socket, _reactor, _maxFrameSize,
+                                                           [this](PortSubscriber& s) { onDrop(s); });
+        std::lock_guard<std::mutex> lock(_mutex);
+        if (_closed)
+            throw Poco::IllegalStateException("port is closed");
+        _subscribers.push_back(subscriber);
+        subscriber->attach();
+    }
+
+    std::size_t broadcast(const void* buffer, int length, int flags)
+    {
+        if (length < 0 || static_cast<std::size_t>(length) > _maxFrameSize)
+            throw Poco::InvalidArgumentException("frame of " + std::to_string(length) + " bytes exceeds the port's " +
+                                                 std::to_string(_maxFrameSize));
+        const PortSubscriber::Frame frame{std::string(static_cast<const char*>(buffer), length), flags};
+        std::size_t queued = 0;
+        {
+            std::lock_guard<std::mutex> lock(_mutex);
+            for (auto& subscriber : _subscribers)
+                queued += subscriber->enqueue(frame) ? 1 : 0;
+        }
+        _wake.notify_one();
+        return queued;
+    }
+
+    std::size_t count() const
+    {
+        std::lock_guard<std::mutex> lock(_mutex);
+        std::size_t alive = 0;
+        for (const auto& subscriber : _subscribers)
+            alive += subscriber->dead() ? 0 : 1;
+        return alive;
+    }
+
+    std::size_t maxFrameSize() const { return _maxFrameSize; }
+
+    void close()
+    {
+        std::vector<std::shared_ptr<PortSubscriber>> subscribers;
+        {
+            std::lock_guard<std::mutex> lock(_mutex);
+            _closed = true;
+            subscribers.swap(_subscribers);
+            _graveyard.clear();
+        }
+        for (auto& subscriber : subscribers)
+            subscriber->detach();
+    }
+
+private:
+    // Runs on the reactor thread, inside the subscriber's own callback, so
+    // the subscriber is parked in the graveyard instead of destroyed here.
+    void onDrop(PortSubscriber& dropped)
+    {
+        std::lock_guard<std::mutex> lock(_mutex);
+        for (auto it = _subscribers.begin(); it != _subscribers.end(); ++it)
+        {
+            if (it->get() != &dropped)
+                continue;
+            _graveyard.push_back(*it);
+            _subscribers.erase(it);
+            break;
+        }
+        dropped.detach();
+    }
+
+    // One frame per subscriber per round, so a subscriber with a long queue
+    // cannot starve the others.
+    void sendLoop()
+    {
+        std::unique_lock<std::mutex> lock(_mutex);
+        for (;;)
+        {
+            _wake.wait(lock, [this] { return _stopping || hasWork(); });
+            if (_stopping)
+                return;
+            _graveyard.clear();
+            const auto round = _subscribers;
+            for (const auto& subscriber : round)
+            {
+                PortSubscriber::Frame frame;
+                if (!subscriber->takeFrame(frame))
+                    continue;
+                lock.unlock();
+                subscriber->send(frame);
+                lock.lock();
+            }
+        }
+    }
+
+    bool hasWork() const
+    {
+        for (const auto& subscriber : _subscribers)
+            if (subscriber->hasFrames())
+                return true;
+        return false;
+    }
+
+    Poco::Net::SocketReactor& _reactor;
+    const std::size_t _maxFrameSize;
+    mutable std::mutex _mutex;
+    std::condition_variable _wake;
+    std::vector<std::shared_ptr<PortSubscriber>> _subscribers;
+    std::vector<std::shared_ptr<PortSubscriber>> _graveyard;
+    bool _closed;
+    bool _stopping = false;
+    std::thread _sender;
+};
+
+Port::Port(Poco::Net::SocketReactor& reactor, std::size_t maxFrameSize)
+    : _impl(std::make_unique<Impl>(reactor, maxFrameSize))
+{
+}
+
+Port::~Port() = default;
+
+void Port::subscribe(const Poco::Net::WebSocket& socket)
+{
+    _impl->subscribe(socket);
+}
+
+std::size_t Port::broadcastFrame(const void* buffer, int length, int flags)
+{
+    return _impl->broadcast(buffer, length, flags);
+}
+
+std::size_t Port::broadcastFrame(const std::string& frame, int flags)
+{
+    return _impl->broadcast(frame.data(), static_cast<int>(frame.size()), flags);
+}
+
+std::size_t Port::sendFrame(const void* buffer, int length, int flags)
+{
+    return _impl->broadcast(buffer, length, flags);
+}
+
+std::size_t Port::subscriberCount() const
+{
+    return _impl->count();
+}
+
+std::size_t Port::maxFrameSize() const
+{
+    return _impl->maxFrameSize();
+}
+
+void Port::close()
+{
+    _impl->close();
+}
+
+} // namespace pemo

@@ -1,0 +1,148 @@
+#include "pemo/ServiceApp.h"
+
+#include "pemo/ServiceCore.h"
+
+#include <Poco/ClassLoader.h>
+#include <Poco/Format.h>
+#include <Poco/NamedEvent.h>
+#include <Poco/Process.h>
+#include <Poco/Util/HelpFormatter.h>
+#include <Poco/Util/IntValidator.h>
+#include <Poco/Util/Option.h>
+#include <Poco/Util/OptionCallback.h>
+
+#include <iostream>
+
+namespace pemo {
+
+using Poco::Util::Option;
+using Poco::Util::OptionCallback;
+
+namespace {
+
+// The module stays loaded for the life of the process: the application
+// releases its subsystems only in its own destructor, after members of
+// ServiceApp are gone, and the service's code must still be mapped then.
+Poco::ClassLoader<ServiceCore>& classLoader()
+{
+    static auto* loader = new Poco::ClassLoader<ServiceCore>;
+    return *loader;
+}
+
+} // namespace
+
+ServiceApp::ServiceApp() : _helpRequested(false)
+{
+    setUnixOptions(true);
+}
+
+std::string ServiceApp::getStartupEventName(int pid)
+{
+    return Poco::format("pemo-startup-%d", pid);
+}
+
+void ServiceApp::defineOptions(Poco::Util::OptionSet& options)
+{
+    ServerApplication::defineOptions(options);
+    options.addOption(Option("help", "h", "Print this help and exit.")
+                          .required(false).repeatable(false)
+                          .callback(OptionCallback<ServiceApp>(this, &ServiceApp::handleHelp)));
+    options.addOption(Option("module", "m", "Shared library that exports the service (required).")
+                          .required(false).repeatable(false).argument("PATH")
+                          .binding("pemo.host.module"));
+    options.addOption(Option("class", "k", "Name under which the module exports the service (required).")
+                          .required(false).repeatable(false).argument("NAME")
+                          .binding("pemo.host.class"));
+    options.addOption(Option("config", "c", "Load the service configuration from FILE (.json, .properties, .ini or .xml). "
+                                            "Repeatable; later files lose to earlier ones.")
+                          .required(false).repeatable(true).argument("FILE")
+                          .callback(OptionCallback<ServiceApp>(this, &ServiceApp::handleConfig)));
+    options.addOption(Option("port", "p", "Serve HTTP on this TCP port (overrides pemo.http.port; 0 picks a free one).")
+                          .required(false).repeatable(false).argument("N")
+                          .validator(new Poco::Util::IntValidator(0, 65535))
+                          .binding("pemo.http.port"));
+    options.addOption(Option("define", "D", "Set a configuration property: -Dkey=value.")
+                          .required(false).repeatable(true).argument("key=value")
+                          .callback(OptionCallback<ServiceApp>(this, &ServiceApp::handleDefine)));
+}
+
+void ServiceApp::handleHelp(const std::string&, const std::string&)
+{
+    _helpRequested = true;
+    stopOptionsProcessing();
+    Poco::Util::HelpFormatter help(options());
+    help.setCommand(commandName());
+    help.setUsage("--module=PATH --class=NAME [--config=FILE] [--port=N] [-Dkey=value]...");
+    help.setHeader("Hosts one service of the robot platform: loads it from a module, serves its HTTP routes and "
+                   "WebSocket ports on pemo.http.host:pemo.http.port, registers nothing itself, and stops cleanly on "
+                   "SIGTERM or SIGINT. Callers authenticate with the Pemo-Authenticate header; the tokens in "
+                   "pemo.auth.tokens hold every permission.");
+    help.setFooter("Configuration keys: pemo.http.host (127.0.0.1), pemo.http.port, pemo.http.threads (16), "
+                   "pemo.registry.host (127.0.0.1), pemo.registry.port (8079), pemo.auth.tokens[i], pemo.auth.token "
+                   "(sent to peers; defaults to the first of pemo.auth.tokens), and Poco's logging.* keys.");
+    help.format(std::cout);
+}
+
+void ServiceApp::handleConfig(const std::string&, const std::string& value)
+{
+    loadConfiguration(value, PRIO_DEFAULT - 1);
+}
+
+void ServiceApp::handleDefine(const std::string&, const std::string& value)
+{
+    const auto pos = value.find('=');
+    if (pos == std::string::npos)
+        config().setString(value, "");
+    else
+        config().setString(value.substr(0, pos), value.substr(pos + 1));
+}
+
+// The service must be a subsystem before the application initialises its
+// subsystems, so it is loaded here rather than in main().
+void ServiceApp::initialize(Poco::Util::Application& self)
+{
+    if (!_helpRequested)
+        loadService();
+    ServerApplication::initialize(self);
+}
+
+void ServiceApp::loadService()
+{
+    const std::string module = config().getString("pemo.host.module", "");
+    const std::string name = config().getString("pemo.host.class", "");
+    if (module.empty() || name.empty())
+        throw Poco::InvalidArgumentException("both --module and --class are required (see --help)");
+    auto& loader = classLoader();
+    loader.loadLibrary(module);
+    addSubsystem(loader.create(name));
+}
+
+void ServiceApp::signalStartup()
+{
+    Poco::NamedEvent event(getStartupEventName(static_cast<int>(Poco::Process::id())));
+    event.set();
+}
+
+int ServiceApp::main(const std::vector<std::string>&)
+{
+    if (_helpRequested)
+        return EXIT_OK;
+    ServiceCore* core = nullptr;
+    const std::string name = config().getString("pemo.host.class");
+    for (auto& subsystem : subsystems())
+        if (auto* candidate = dynamic_cast<ServiceCore*>(subsystem.get()))
+            core = candidate;
+    if (!core)
+    {
+        logger().fatal("Module does not provide a service named " + name + "; exiting");
+        return EXIT_SOFTWARE;
+    }
+    core->start();
+    signalStartup();
+    waitForTerminationRequest();
+    logger().information("Termination requested; stopping " + name);
+    core->stop();
+    return EXIT_OK;
+}
+
+} // namespace pemo

@@ -1,0 +1,210 @@
+#include "pemo/ServiceCore.h"
+
+#include "RequestDispatcher.h"
+#include "RequestHandlerFactory.h"
+#include "ServiceCoreImpl.h"
+
+#include <Poco/Net/HTTPServerParams.h>
+#include <Poco/Net/SocketAddress.h>
+
+namespace pemo {
+
+namespace {
+
+std::vector<std::string> readList(const Poco::Util::AbstractConfiguration& config, const std::string& key)
+{
+    std::vector<std::string> values;
+    for (int i = 0; config.has(key + "[" + std::to_string(i) + "]"); ++i)
+        values.push_back(config.getString(key + "[" + std::to_string(i) + "]"));
+    return values;
+}
+
+} // namespace
+
+ServiceCoreImpl::ServiceCoreImpl(const std::string& serviceName)
+    : name(serviceName), logger(Poco::Logger::get(serviceName)), reactorThread(serviceName + ".reactor")
+{
+}
+
+// A host that never called stop() still must not leave threads running on
+// a destroyed reactor or pool; the hooks are not called from here.
+ServiceCoreImpl::~ServiceCoreImpl()
+{
+    if (server)
+    {
+        server->stopAll(true);
+        pool->joinAll();
+    }
+    reactor.stop();
+    if (reactorThread.isRunning())
+        reactorThread.join();
+}
+
+ServiceCore::ServiceCore(const std::string& name) : _impl(std::make_unique<ServiceCoreImpl>(name))
+{
+}
+
+ServiceCore::~ServiceCore() = default;
+
+const char* ServiceCore::name() const
+{
+    return _impl->name.c_str();
+}
+
+// Binds the listening socket before onInitialize so the service knows its
+// own port when it builds its registry record; connections wait in the
+// backlog until start().
+void ServiceCore::initialize(Poco::Util::Application& app)
+{
+    const auto& config = app.config();
+    const std::string host = config.getString("pemo.http.host", "127.0.0.1");
+    const auto port = static_cast<Poco::UInt16>(config.getUInt("pemo.http.port", 0));
+    _impl->registry.setAddress(config.getString("pemo.registry.host", "127.0.0.1"),
+                               static_cast<Poco::UInt16>(config.getUInt("pemo.registry.port", 8079)));
+    const auto tokens = readList(config, "pemo.auth.tokens");
+    _impl->sessions.setTrustedTokens(tokens);
+    _impl->ownToken = config.getString("pemo.auth.token", tokens.empty() ? std::string() : tokens.front());
+
+    Poco::Net::ServerSocket socket(Poco::Net::SocketAddress(host, port), 64);
+    _impl->port = socket.address().port();
+    auto params = new Poco::Net::HTTPServerParams;
+    params->setMaxThreads(config.getInt("pemo.http.threads", 16));
+    params->setMaxQueued(config.getInt("pemo.http.queue", 64));
+    params->setKeepAlive(true);
+    _impl->pool = std::make_unique<Poco::ThreadPool>(2, params->getMaxThreads());
+    _impl->server = std::make_unique<Poco::Net::HTTPServer>(new RequestHandlerFactory(*this), *_impl->pool, socket,
+                                                           params);
+    logger().information(_impl->name + " will serve on " + host + ":" + std::to_string(_impl->port));
+    onInitialize(app);
+}
+
+void ServiceCore::uninitialize()
+{
+    onUninitialize();
+    _impl->routes.clear();
+    _impl->ports.clear();
+}
+
+void ServiceCore::defineOptions(Poco::Util::OptionSet& options)
+{
+    onDefineOptions(options);
+}
+
+void ServiceCore::start()
+{
+    _impl->reactorThread.start(_impl->reactor);
+    onStart();
+    _impl->server->start();
+    logger().information(_impl->name + " serving on port " + std::to_string(_impl->port));
+}
+
+// Stops taking requests and waits for the running ones before the
+// subclass tears its managers down, then stops the reactor before the
+// ports drop their subscribers so no reactor callback races the close.
+void ServiceCore::stop()
+{
+    if (!_impl->server)
+        return;
+    _impl->server->stopAll(true);
+    _impl->pool->joinAll();
+    onStop();
+    _impl->reactor.stop();
+    if (_impl->reactorThread.isRunning())
+        _impl->reactorThread.join();
+    for (Port* port : _impl->ports)
+        port->close();
+    _impl->server.reset();
+}
+
+void ServiceCore::onCreateSession(std::shared_ptr<Session>)
+{
+}
+
+void ServiceCore::onDeleteSession(std::shared_ptr<Session>)
+{
+}
+
+void ServiceCore::onSelectSession(std::shared_ptr<Session>)
+{
+}
+
+void ServiceCore::onSystemWipe()
+{
+}
+
+void ServiceCore::onSystemBackup(const std::string&)
+{
+}
+
+void ServiceCore::onSystemRestore(const std::string&)
+{
+}
+
+std::string ServiceCore::onHealth()
+{
+    return "{}";
+}
+
+void ServiceCore::onInitialize(Poco::Util::Application&)
+{
+}
+
+void ServiceCore::onUninitialize()
+{
+}
+
+void ServiceCore::onDefineOptions(Poco::Util::OptionSet&)
+{
+}
+
+void ServiceCore::onStart()
+{
+}
+
+void ServiceCore::onStop()
+{
+}
+
+Poco::Net::HTTPRequestHandler* ServiceCore::createRequestHandler(const Poco::URI& uri,
+                                                                 const Poco::Net::HTTPServerRequest&)
+{
+    return new RequestDispatcher(*this, *_impl, uri);
+}
+
+void ServiceCore::registerHandler(const std::string& regex, HTTPRequestHandler* handler)
+{
+    _impl->routes.addHandler(regex, handler);
+}
+
+void ServiceCore::registerPort(const std::string& regex, Port& port)
+{
+    _impl->routes.addPort(regex, port);
+    _impl->ports.push_back(&port);
+}
+
+Poco::Logger& ServiceCore::logger() const
+{
+    return _impl->logger;
+}
+
+ServiceRegistryClient& ServiceCore::registryClient()
+{
+    return _impl->registry;
+}
+
+Poco::Net::SocketReactor& ServiceCore::socketReactor()
+{
+    return _impl->reactor;
+}
+
+std::uint16_t ServiceCore::port() const
+{
+    return _impl->port;
+}
+
+std::string ServiceCore::authenticationToken() const
+{
+    return _impl->ownToken;
+}
+
+} // namespace pemo

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "RouteTable.h"
+#include "SessionStore.h"
+
+#include "pemo/ServiceRegistryClient.h"
+
+#include <Poco/Logger.h>
+#include <Poco/Net/HTTPServer.h>
+#include <Poco/Net/ServerSocket.h>
+#include <Poco/Net/SocketReactor.h>
+#include <Poco/Thread.h>
+#include <Poco/ThreadPool.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace pemo {
+
+/// What a ServiceCore owns besides its hooks: the HTTP server, the socket
+/// reactor that carries WebSocket subscribers, the route table, the known
+/// sessions and the registry client.
+struct ServiceCoreImpl
+{
+    explicit ServiceCoreImpl(const std::string& name);
+    ~ServiceCoreImpl();
+
+    std::string name;
+    Poco::Logger& logger;
+    ServiceRegistryClient registry;
+    Poco::Net::SocketReactor reactor;
+    Poco::Thread reactorThread;
+    RouteTable routes;
+    SessionStore sessions;
+    std::vector<Port*> ports;
+    std::string ownToken;
+    std::unique_ptr<Poco::ThreadPool> pool;
+    std::unique_ptr<Poco::Net::HTTPServer> server;
+    Poco::UInt16 port = 0;
+};
+
+} // namespace pemo
