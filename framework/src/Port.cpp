@@ -4,12 +4,19 @@
 
 #include <Poco/Exception.h>
 
+#include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <thread>
 #include <vector>
 
 namespace pemo {
+
+namespace {
+
+constexpr std::chrono::milliseconds BLOCKED_RETRY(5);
+
+} // namespace
 
 /// Owns the subscribers and the one sender thread that writes their queued
 /// frames, so a broadcast only ever costs a copy per subscriber.
@@ -101,7 +108,9 @@ private:
     }
 
     // One frame per subscriber per round, so a subscriber with a long queue
-    // cannot starve the others.
+    // cannot starve the others, and only to sockets that can take it now,
+    // so a stalled reader holds up nobody: it only fills its own queue until
+    // it is cut off.
     void sendLoop()
     {
         std::unique_lock<std::mutex> lock(_mutex);
@@ -111,17 +120,31 @@ private:
             if (_stopping)
                 return;
             _graveyard.clear();
-            const auto round = _subscribers;
-            for (const auto& subscriber : round)
-            {
-                PortSubscriber::Frame frame;
-                if (!subscriber->takeFrame(frame))
-                    continue;
-                lock.unlock();
-                subscriber->send(frame);
-                lock.lock();
-            }
+            if (!sendRound(lock))
+                _wake.wait_for(lock, BLOCKED_RETRY);
         }
+    }
+
+    bool sendRound(std::unique_lock<std::mutex>& lock)
+    {
+        bool sent = false;
+        const auto round = _subscribers;
+        for (const auto& subscriber : round)
+        {
+            if (!subscriber->hasFrames())
+                continue;
+            lock.unlock();
+            const bool ready = subscriber->writable();
+            lock.lock();
+            PortSubscriber::Frame frame;
+            if (!ready || !subscriber->takeFrame(frame))
+                continue;
+            lock.unlock();
+            subscriber->send(frame);
+            lock.lock();
+            sent = true;
+        }
+        return sent;
     }
 
     bool hasWork() const

@@ -91,6 +91,19 @@ bool PortSubscriber::hasFrames() const
     return !_queue.empty() && !_dead;
 }
 
+bool PortSubscriber::writable()
+{
+    try
+    {
+        return !_dead && _socket.poll(Poco::Timespan(0), Poco::Net::Socket::SELECT_WRITE);
+    }
+    catch (const Poco::Exception&)
+    {
+        kill();
+        return false;
+    }
+}
+
 bool PortSubscriber::send(const Frame& frame)
 {
     std::lock_guard<std::mutex> lock(_sendMutex);

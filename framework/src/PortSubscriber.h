@@ -44,6 +44,8 @@ public:
     bool takeFrame(Frame& frame);
     bool hasFrames() const;
 
+    /// True when the socket can take a frame now without blocking.
+    bool writable();
     /// Sends one frame; false (and the subscriber marked dead) on failure.
     bool send(const Frame& frame);
 

@@ -2,14 +2,14 @@
 
 #include <cereal/cereal.hpp>
 #include <cereal/details/helpers.hpp>
-#include <cereal/types/array.hpp>
+#include <cereal/types/vector.hpp>
 #include <cereal/types/string.hpp>
 
-#include <array>
 #include <chrono>
 #include <cstdint>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace pemo {
 
@@ -73,7 +73,7 @@ public:
         ar(cereal::make_nvp("channel", to_string(_channel)));
         checkInitialized();
         const std::int64_t ns = _ts.time_since_epoch().count();
-        const std::array<std::int64_t, 2> ts{ns / 1000000000, (ns % 1000000000) / 1000};
+        const std::vector<std::int64_t> ts{ns / 1000000000, (ns % 1000000000) / 1000};
         ar(cereal::make_nvp("ts", ts));
         checkInitialized();
         ar(cereal::make_nvp("data", _data));

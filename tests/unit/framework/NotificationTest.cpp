@@ -1,0 +1,202 @@
+#include "FrameworkTestSupport.h"
+#include "RegistryHandler.h"
+#include "RegistryStore.h"
+
+#include "pemo/Port.h"
+#include "pemo/SystemNotification.h"
+#include "pemo/SystemNotificationClient.h"
+
+#include <Poco/NObserver.h>
+#include <Poco/StreamCopier.h>
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <mutex>
+#include <sstream>
+#include <thread>
+
+using namespace pemo;
+using pemo::test::TestService;
+
+namespace {
+
+struct ProbeData
+{
+    std::string skill;
+    int code = 0;
+
+    template <class Archive>
+    void serialize(Archive& ar)
+    {
+        ar(CEREAL_NVP(skill), CEREAL_NVP(code));
+    }
+};
+
+extern const char ProbeType[] = "ProbeNotification";
+using Probe = SystemNotification<ProbeType, ProbeData>;
+
+std::string write(const Probe& probe)
+{
+    std::ostringstream out;
+    {
+        cereal::JSONOutputArchive archive(out);
+        probe.save(archive);
+    }
+    return out.str();
+}
+
+template <class Predicate>
+bool eventually(Predicate predicate)
+{
+    for (int i = 0; i < 500; ++i)
+    {
+        if (predicate())
+            return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return predicate();
+}
+
+/// Stands in for the system manager's notify route: keeps each body and
+/// answers with the configured status.
+class NotifySink : public HTTPRequestHandler
+{
+public:
+    bool allows(const Permissions& held) const override { return Permissions::check(Permissions(true), held); }
+    void post(Request& request, Response& response, const Captures&, SessionPtr) override
+    {
+        std::string body;
+        Poco::StreamCopier::copyToString(request.stream(), body);
+        {
+            std::lock_guard<std::mutex> lock(mutex);
+            bodies.push_back(body);
+        }
+        response.setStatusAndReason(status);
+        response.setContentLength(0);
+        response.send();
+    }
+
+    Poco::Net::HTTPResponse::HTTPStatus status = Poco::Net::HTTPResponse::HTTP_NO_CONTENT;
+    std::mutex mutex;
+    std::vector<std::string> bodies;
+};
+
+class Listener
+{
+public:
+    void onEvent(const Poco::AutoPtr<SystemNotificationEvent>& event)
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        texts.push_back(event->text());
+    }
+    std::mutex mutex;
+    std::vector<std::string> texts;
+};
+
+} // namespace
+
+TEST(SystemNotificationTest, EnvelopeIsWrittenInOrderWithSplitSteadyTime)
+{
+    const Probe::TimePoint ts{std::chrono::nanoseconds(12345678901234LL)};
+    const Probe probe(NotificationChannel::SKILL, ProbeData{"demo", 3}, ts);
+    EXPECT_EQ(write(probe), "{\n"
+                            "    \"type\": \"ProbeNotification\",\n"
+                            "    \"channel\": \"SKILL\",\n"
+                            "    \"ts\": [\n"
+                            "        12345,\n"
+                            "        678901\n"
+                            "    ],\n"
+                            "    \"data\": {\n"
+                            "        \"skill\": \"demo\",\n"
+                            "        \"code\": 3\n"
+                            "    }\n"
+                            "}");
+}
+
+TEST(SystemNotificationTest, ChannelOutsideTheTableAndUninitialisedNotificationsCannotBeWritten)
+{
+    EXPECT_EQ(to_string(NotificationChannel::POWER_MANAGEMENT), "POWER_MANAGEMENT");
+    try
+    {
+        to_string(static_cast<NotificationChannel>(9));
+        FAIL() << "no exception";
+    }
+    catch (const cereal::Exception& e)
+    {
+        EXPECT_STREQ(e.what(), "Unhandled NotificationChannel 9");
+    }
+    EXPECT_THROW(write(Probe()), std::logic_error);
+}
+
+class NotificationClientTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        registry = std::make_unique<TestService>(
+            [this](TestService& s) { s.registerHandler("^/registry(?:/([^/]+))?/?$", &registryHandler); });
+        registry->startAll();
+        manager = std::make_unique<TestService>([this](TestService& s) {
+            s.registerHandler("^/system_notify/?$", &sink);
+            port = std::make_unique<Port>(s.socketReactor(), 16384);
+            s.registerPort("^/system_notifications/?$", *port);
+        });
+        manager->startAll();
+        manager->registryClient().setAddress("127.0.0.1", registry->port());
+        client = std::make_unique<SystemNotificationClient>(manager->registryClient(), manager->socketReactor());
+        client->setAuthentication("trusted");
+    }
+
+    void TearDown() override
+    {
+        client.reset();
+        manager->stopAll();
+        port.reset();
+    }
+
+    void announceManager()
+    {
+        store.put(ServiceRecord{"system-manager", "127.0.0.1", manager->port(), "/", 30, ""});
+    }
+
+    RegistryStore store;
+    RegistryHandler registryHandler{store};
+    NotifySink sink;
+    std::unique_ptr<Port> port;
+    std::unique_ptr<TestService> registry;
+    std::unique_ptr<TestService> manager;
+    std::unique_ptr<SystemNotificationClient> client;
+};
+
+TEST_F(NotificationClientTest, PostIsFalseUntilTheSystemManagerIsKnownThenTrueExactlyOn204)
+{
+    const Probe probe(NotificationChannel::GENERAL, ProbeData{"x", 1});
+    client->initialize();
+    EXPECT_FALSE(client->postNotification(probe));
+    announceManager();
+    ASSERT_TRUE(eventually([&] { return !client->systemManagerRecord().name.empty(); }));
+    EXPECT_TRUE(client->postNotification(probe));
+    ASSERT_EQ(sink.bodies.size(), 1u);
+    EXPECT_EQ(sink.bodies[0], write(probe));
+
+    sink.status = Poco::Net::HTTPResponse::HTTP_SERVICE_UNAVAILABLE;
+    EXPECT_FALSE(client->postNotification(probe));
+    EXPECT_THROW(client->postNotification(Probe()), std::logic_error);
+}
+
+TEST_F(NotificationClientTest, ObserversReceiveWhatThePortBroadcasts)
+{
+    Listener listener;
+    client->addObserver(Poco::NObserver<Listener, SystemNotificationEvent>(listener, &Listener::onEvent));
+    announceManager();
+    client->initialize();
+    ASSERT_TRUE(eventually([&] { return port->subscriberCount() == 1; }));
+    port->broadcastFrame(std::string("{\"type\": \"T\"}"), 129);
+    ASSERT_TRUE(eventually([&] {
+        std::lock_guard<std::mutex> lock(listener.mutex);
+        return !listener.texts.empty();
+    }));
+    EXPECT_EQ(listener.texts.front(), "{\"type\": \"T\"}");
+    client->removeObserver(Poco::NObserver<Listener, SystemNotificationEvent>(listener, &Listener::onEvent));
+}
