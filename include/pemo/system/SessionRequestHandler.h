@@ -1,0 +1,27 @@
+#pragma once
+
+#include "pemo/system/SystemHandler.h"
+
+#include <memory>
+
+namespace pemo {
+namespace system {
+
+class SessionManager;
+
+/// GET /session/request: creates a session and answers it.
+class SessionRequestHandler : public SystemHandler
+{
+public:
+    /// sm may be null: every request is then answered 500 "SessionManager not running".
+    explicit SessionRequestHandler(std::shared_ptr<SessionManager> sm);
+    ~SessionRequestHandler() override;
+
+    void get(Request& request, Response& response, const Captures& captures, SessionPtr session) override;
+
+private:
+    std::shared_ptr<SessionManager> _sm;
+};
+
+} // namespace system
+} // namespace pemo

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace pemo {
+namespace system {
+
+/// What became of one run of an external program.
+struct ProgramResult
+{
+    /// False when the program could not be started at all (not found, not
+    /// executable, or the process could not be created); exitCode is then -1
+    /// and output is empty.
+    bool started = false;
+    /// The program's exit status; a program ended by a signal gives a value
+    /// above 255.
+    int exitCode = -1;
+    /// What the program wrote on the captured stream(s).
+    std::string output;
+
+    /// Started and exited with status 0.
+    bool succeeded() const { return started && exitCode == 0; }
+};
+
+/// Which of a program's streams runProgram() captures.
+enum class ProgramOutput
+{
+    STDOUT,        ///< standard output on a pipe; standard error inherited
+    STDOUT_STDERR, ///< standard output and standard error joined on one pipe
+    INHERIT        ///< no pipe: the program writes to the daemon's own streams
+};
+
+/// Runs program with args (an argument vector, never a shell) and waits for
+/// it to end. A program name without a slash is looked up on PATH. The
+/// captured output is read to its end before the exit status is collected,
+/// so a program writing more than a pipe holds cannot stall.
+///
+/// Every external program the system runs goes through here. Never throws:
+/// a program that cannot be started is logged at error level on
+/// "SystemManager.SystemUtil" and reported with started == false.
+ProgramResult runProgram(const std::string& program, const std::vector<std::string>& args,
+                         ProgramOutput output = ProgramOutput::STDOUT);
+
+/// The device's operating mode as printed by "pemo-getmode", trailing white
+/// space removed; empty when the program cannot be started or fails.
+std::string getMode();
+
+/// Asks "pemo-setmode" to switch the operating mode to mode. True when the
+/// program exits with status 0. Logs the outcome on the "Mode" logger.
+bool setMode(const std::string& mode);
+
+/// The device's software version as printed by "pemo-version", trailing
+/// white space removed; empty when the program cannot be started or fails.
+std::string version();
+
+} // namespace system
+} // namespace pemo

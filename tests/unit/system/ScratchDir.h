@@ -1,0 +1,52 @@
+#pragma once
+
+#include <string>
+
+namespace pemo {
+namespace system {
+namespace test {
+
+/// A fresh directory under /tmp, removed with everything in it on
+/// destruction. Tests put the stand-in programs they run there.
+class ScratchDir
+{
+public:
+    ScratchDir();
+    ~ScratchDir();
+
+    ScratchDir(const ScratchDir&) = delete;
+    ScratchDir& operator=(const ScratchDir&) = delete;
+
+    const std::string& path() const { return _path; }
+    std::string file(const std::string& name) const { return _path + "/" + name; }
+
+    /// Writes a file with content; returns its path.
+    std::string write(const std::string& name, const std::string& content) const;
+    /// Writes an executable shell script with body after the "#!/bin/sh"
+    /// line; returns its path.
+    std::string script(const std::string& name, const std::string& body) const;
+    /// The content of a file in the directory; empty when it is missing.
+    std::string read(const std::string& name) const;
+
+private:
+    std::string _path;
+};
+
+/// Puts a directory first on PATH for its lifetime, so programs looked up
+/// by name are found there before anywhere else.
+class PathPrefix
+{
+public:
+    explicit PathPrefix(const std::string& directory);
+    ~PathPrefix();
+
+    PathPrefix(const PathPrefix&) = delete;
+    PathPrefix& operator=(const PathPrefix&) = delete;
+
+private:
+    std::string _saved;
+};
+
+} // namespace test
+} // namespace system
+} // namespace pemo

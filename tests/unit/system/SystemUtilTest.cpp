@@ -1,0 +1,152 @@
+#include "ScratchDir.h"
+
+#include "pemo/system/SystemUtil.h"
+
+#include <Poco/Path.h>
+
+#include <gtest/gtest.h>
+
+using namespace pemo::system;
+using pemo::system::test::PathPrefix;
+using pemo::system::test::ScratchDir;
+
+class RunProgramTest : public ::testing::Test
+{
+protected:
+    ScratchDir dir;
+};
+
+TEST_F(RunProgramTest, ReportsExitCodeAndStandardOutput)
+{
+    const std::string program = dir.script("talk", "printf 'hello\\n'; printf 'noise' >&2; exit 3");
+
+    const ProgramResult result = runProgram(program, {});
+
+    EXPECT_TRUE(result.started);
+    EXPECT_EQ(3, result.exitCode);
+    EXPECT_FALSE(result.succeeded());
+    EXPECT_EQ("hello\n", result.output);
+}
+
+TEST_F(RunProgramTest, JoinsStandardErrorOnRequestAndCapturesNothingWhenInherited)
+{
+    const std::string program = dir.script("talk", "printf 'out,'; printf 'err' >&2; printf ',out'");
+
+    EXPECT_EQ("out,err,out", runProgram(program, {}, ProgramOutput::STDOUT_STDERR).output);
+
+    const ProgramResult inherited = runProgram(program, {}, ProgramOutput::INHERIT);
+    EXPECT_TRUE(inherited.succeeded());
+    EXPECT_EQ("", inherited.output);
+}
+
+// More than the pipe holds and many read blocks: a runner that waited before
+// reading, or kept only one block, fails here.
+TEST_F(RunProgramTest, ReadsOutputFarLargerThanOneBlock)
+{
+    const std::string program = dir.script("flood", "head -c 200000 /dev/zero | tr '\\0' 'x'; printf END");
+
+    const ProgramResult result = runProgram(program, {});
+
+    ASSERT_TRUE(result.succeeded());
+    ASSERT_EQ(200003u, result.output.size());
+    EXPECT_EQ(std::string(200000, 'x') + "END", result.output);
+}
+
+// No shell between the daemon and the program: blanks, quotes and empty
+// arguments reach it exactly as given.
+TEST_F(RunProgramTest, PassesArgumentsVerbatim)
+{
+    const std::string program = dir.script("args", "printf '%s|' \"$#\" \"$@\"");
+
+    const ProgramResult result = runProgram(program, {"a b", "", "$HOME", "'q'"});
+
+    EXPECT_EQ("4|a b||$HOME|'q'|", result.output);
+}
+
+TEST_F(RunProgramTest, FindsABareNameOnThePath)
+{
+    dir.script("pemo-unit-probe", "printf found");
+    PathPrefix prefix(dir.path());
+
+    EXPECT_EQ("found", runProgram("pemo-unit-probe", {}).output);
+}
+
+TEST_F(RunProgramTest, ProgramThatCannotStartIsReportedNotThrown)
+{
+    const std::string notExecutable = dir.write("plain", "#!/bin/sh\nexit 0\n");
+
+    for (const std::string& program : {dir.file("missing"), notExecutable, std::string("pemo-no-such-program")})
+    {
+        ProgramResult result;
+        ASSERT_NO_THROW(result = runProgram(program, {}));
+        EXPECT_FALSE(result.started) << program;
+        EXPECT_EQ(-1, result.exitCode) << program;
+        EXPECT_FALSE(result.succeeded()) << program;
+    }
+}
+
+// A program that exits with the status a failed exec would give must still
+// count as started: the runner may not guess from the status.
+TEST_F(RunProgramTest, ExitStatusOfAFailedExecIsStillAStartedProgram)
+{
+    const ProgramResult result = runProgram(dir.script("seventy-two", "exit 72"), {});
+
+    EXPECT_TRUE(result.started);
+    EXPECT_EQ(72, result.exitCode);
+}
+
+class ModeProgramsTest : public ::testing::Test
+{
+protected:
+    ModeProgramsTest() : prefix(dir.path()) {}
+
+    // setMode runs a program that changes the device; make sure the one
+    // found is the stand-in before running anything.
+    void expectStandIn(const std::string& name)
+    {
+        Poco::Path found;
+        ASSERT_TRUE(Poco::Path::find(std::string(getenv("PATH")), name, found));
+        ASSERT_EQ(dir.file(name), found.toString());
+    }
+
+    ScratchDir dir;
+    PathPrefix prefix;
+};
+
+TEST_F(ModeProgramsTest, ModeAndVersionDropTrailingWhiteSpaceOnly)
+{
+    dir.script("pemo-getmode", "printf 'normal\\n'");
+    dir.script("pemo-version", "printf '  os 1.2\\nbuild 7 \\n\\n'");
+
+    EXPECT_EQ("normal", getMode());
+    EXPECT_EQ("  os 1.2\nbuild 7", version());
+}
+
+TEST_F(ModeProgramsTest, FailingOrMissingProgramsGiveEmptyText)
+{
+    Poco::Path installed;
+    if (!Poco::Path::find(std::string(getenv("PATH")), "pemo-getmode", installed))
+    {
+        EXPECT_EQ("", getMode());
+    }
+    if (!Poco::Path::find(std::string(getenv("PATH")), "pemo-version", installed))
+    {
+        EXPECT_EQ("", version());
+    }
+
+    dir.script("pemo-getmode", "printf 'normal'; exit 1");
+    dir.script("pemo-version", "printf '1.0'; exit 2");
+    EXPECT_EQ("", getMode());
+    EXPECT_EQ("", version());
+}
+
+TEST_F(ModeProgramsTest, SetModePassesTheModeAsOneArgumentAndFollowsTheExitStatus)
+{
+    dir.script("pemo-setmode", "printf '%s|' \"$#\" \"$1\" >> " + dir.file("calls") + "; [ \"$1\" != bad ]");
+    ASSERT_NO_FATAL_FAILURE(expectStandIn("pemo-setmode"));
+
+    EXPECT_TRUE(setMode("dev mode"));
+    EXPECT_TRUE(setMode(""));
+    EXPECT_FALSE(setMode("bad"));
+    EXPECT_EQ("1|dev mode|1||1|bad|", dir.read("calls"));
+}
