@@ -1,6 +1,7 @@
 #include "pemo/system/ServiceListHandler.h"
 
 #include "pemo/system/HandlerContract.h"
+#include "pemo/system/ServiceManager.h"
 
 #include <utility>
 
@@ -22,7 +23,9 @@ void ServiceListHandler::get(Request&, Response& response, const Captures&, Sess
         HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR, "No service manager running");
         return;
     }
-    // PENDING(ServiceManager): the manager call and its answer arrive with the ServiceManager.
+    const ServiceManager::Service::Vector services = _serviceManager->getServices();
+    HandlerContract::sendResult(response, logger(), "Failed to serialize services",
+                                cereal::make_nvp("services", services));
 }
 
 } // namespace system

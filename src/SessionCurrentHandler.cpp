@@ -1,7 +1,10 @@
 #include "pemo/system/SessionCurrentHandler.h"
 
 #include "pemo/system/HandlerContract.h"
+#include "pemo/system/SessionManager.h"
 
+#include <sstream>
+#include <string>
 #include <utility>
 
 namespace pemo {
@@ -22,18 +25,58 @@ void SessionCurrentHandler::get(Request&, Response& response, const Captures&, S
         HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR, "SessionManager not running");
         return;
     }
-    // PENDING(SessionManager): the manager call and its answer arrive with the SessionManager.
+    std::shared_ptr<pemo::Session> session;
+    try
+    {
+        session = _sm->getCurrentSession();
+    }
+    catch (const SessionManagerException& e)
+    {
+        logger().information("SessionCurrentHandler::get " + std::string(e.what()));
+        HandlerContract::sendError(response, Response::HTTP_BAD_REQUEST, "No current session");
+        return;
+    }
+    HandlerContract::sendResult(response, logger(), "Unable to serialize session",
+                                cereal::make_nvp("session", *session));
 }
 
-void SessionCurrentHandler::post(Request&, Response& response, const Captures&, SessionPtr)
+void SessionCurrentHandler::post(Request& request, Response& response, const Captures&, SessionPtr)
 {
     logger().trace("SessionCurrentHandler::post");
+    // Consume the body first so the connection stays usable whatever the answer.
+    const std::string body = HandlerContract::readBody(request.stream());
     if (!_sm)
     {
         HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR, "SessionManager not running");
         return;
     }
-    // PENDING(SessionManager): the manager call and its answer arrive with the SessionManager.
+    std::string token;
+    std::istringstream in(body);
+    std::string error;
+    if (!HandlerContract::readJSON(in, error, cereal::make_nvp("session", token)))
+    {
+        logger().warning("SessionCurrentHandler::post malformed body: " + error);
+        HandlerContract::sendError(response, Response::HTTP_BAD_REQUEST, HandlerContract::MALFORMED_ARGUMENTS);
+        return;
+    }
+    bool told = false;
+    try
+    {
+        told = _sm->setCurrentSession(token);
+    }
+    catch (const SessionManagerException& e)
+    {
+        logger().warning("SessionCurrentHandler::post " + std::string(e.what()));
+        HandlerContract::sendError(response, Response::HTTP_BAD_REQUEST, "No current session");
+        return;
+    }
+    if (!told)
+    {
+        HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR,
+                                   "Failed to communicate to other services");
+        return;
+    }
+    HandlerContract::sendNoContent(response);
 }
 
 } // namespace system

@@ -1,7 +1,10 @@
 #include "pemo/system/SessionDeleteHandler.h"
 
 #include "pemo/system/HandlerContract.h"
+#include "pemo/system/SessionManager.h"
 
+#include <sstream>
+#include <string>
 #include <utility>
 
 namespace pemo {
@@ -14,15 +17,43 @@ SessionDeleteHandler::SessionDeleteHandler(std::shared_ptr<SessionManager> sm)
 
 SessionDeleteHandler::~SessionDeleteHandler() = default;
 
-void SessionDeleteHandler::post(Request&, Response& response, const Captures&, SessionPtr)
+void SessionDeleteHandler::post(Request& request, Response& response, const Captures&, SessionPtr)
 {
     logger().trace("SessionDeleteHandler::post");
+    // Consume the body first so the connection stays usable whatever the answer.
+    const std::string body = HandlerContract::readBody(request.stream());
     if (!_sm)
     {
         HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR, "SessionManager not running");
         return;
     }
-    // PENDING(SessionManager): the manager call and its answer arrive with the SessionManager.
+    std::string token;
+    std::istringstream in(body);
+    std::string error;
+    if (!HandlerContract::readJSON(in, error, cereal::make_nvp("session", token)))
+    {
+        logger().warning("SessionDeleteHandler::post malformed body: " + error);
+        HandlerContract::sendError(response, Response::HTTP_BAD_REQUEST, HandlerContract::MALFORMED_ARGUMENTS);
+        return;
+    }
+    bool told = false;
+    try
+    {
+        told = _sm->deleteSession(token);
+    }
+    catch (const SessionManagerException& e)
+    {
+        logger().warning("SessionDeleteHandler::post " + std::string(e.what()));
+        HandlerContract::sendError(response, Response::HTTP_NOT_FOUND);
+        return;
+    }
+    if (!told)
+    {
+        HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR,
+                                   "Failed to communicate to other services");
+        return;
+    }
+    HandlerContract::sendNoContent(response);
 }
 
 } // namespace system

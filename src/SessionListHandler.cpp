@@ -1,8 +1,11 @@
 #include "pemo/system/SessionListHandler.h"
 
 #include "pemo/system/HandlerContract.h"
+#include "pemo/system/SessionManager.h"
 
+#include <string>
 #include <utility>
+#include <vector>
 
 namespace pemo {
 namespace system {
@@ -22,7 +25,19 @@ void SessionListHandler::get(Request&, Response& response, const Captures&, Sess
         HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR, "SessionManager not running");
         return;
     }
-    // PENDING(SessionManager): the manager call and its answer arrive with the SessionManager.
+    std::vector<std::string> sessions;
+    try
+    {
+        sessions = _sm->getSessions();
+    }
+    catch (const std::exception& e)
+    {
+        logger().error("SessionListHandler::get " + std::string(e.what()));
+        HandlerContract::sendError(response, Response::HTTP_BAD_REQUEST, "No List session");
+        return;
+    }
+    HandlerContract::sendResult(response, logger(), "Unable to serialize sessions",
+                                cereal::make_nvp("sessions", sessions));
 }
 
 } // namespace system

@@ -1,7 +1,9 @@
 #include "pemo/system/SessionRequestHandler.h"
 
 #include "pemo/system/HandlerContract.h"
+#include "pemo/system/SessionManager.h"
 
+#include <string>
 #include <utility>
 
 namespace pemo {
@@ -22,7 +24,22 @@ void SessionRequestHandler::get(Request&, Response& response, const Captures&, S
         HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR, "SessionManager not running");
         return;
     }
-    // PENDING(SessionManager): the manager call and its answer arrive with the SessionManager.
+    std::shared_ptr<pemo::Session> session;
+    try
+    {
+        session = _sm->createSession();
+    }
+    catch (const std::exception& e)
+    {
+        logger().error("SessionRequestHandler::get no session created: " + std::string(e.what()));
+    }
+    if (!session)
+    {
+        HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR);
+        return;
+    }
+    HandlerContract::sendResult(response, logger(), "Unable to serialize session",
+                                cereal::make_nvp("session", *session));
 }
 
 } // namespace system

@@ -15,12 +15,14 @@
 #include "pemo/system/Routes.h"
 #include "pemo/system/SemanticStorageHandler.h"
 #include "pemo/system/ServiceListHandler.h"
+#include "pemo/system/ServiceManager.h"
 #include "pemo/system/ServiceRestartHandler.h"
 #include "pemo/system/ServiceStartHandler.h"
 #include "pemo/system/ServiceStopHandler.h"
 #include "pemo/system/SessionCurrentHandler.h"
 #include "pemo/system/SessionDeleteHandler.h"
 #include "pemo/system/SessionListHandler.h"
+#include "pemo/system/SessionManager.h"
 #include "pemo/system/SessionRequestHandler.h"
 #include "pemo/system/SkillLaunchHandler.h"
 #include "pemo/system/SkillListHandler.h"
@@ -57,6 +59,16 @@ const unsigned REGISTRY_TTL = 30;
 const long REFRESH_INTERVAL_MS = 10000;
 
 const int FINAL_TEXT_FRAME = 129;
+
+HealthReport::Stats toStats(const ServiceManager::Health::BWRStats& stats)
+{
+    HealthReport::Stats result;
+    result.last_success = stats.last_success;
+    result.last_failure = stats.last_failure;
+    result.successes = stats.successes;
+    result.failures = stats.failures;
+    return result;
+}
 
 } // namespace
 
@@ -139,9 +151,9 @@ void SystemManager::createManagers(Poco::Util::AbstractConfiguration& config)
     const auto wifiConfig = config.createView("SystemManager.wifi");
     // PENDING(WifiManager): _wifiManager from wifiConfig.
     const auto serviceConfig = config.createView("SystemManager.service");
-    // PENDING(ServiceManager): _serviceManager from serviceConfig and registryClient().
+    _serviceManager = std::make_shared<ServiceManager>(serviceConfig, registryClient());
     const auto sessionConfig = config.createView("SystemManager.session");
-    // PENDING(SessionManager): _sessionManager from sessionConfig and _serviceManager.
+    _sessionManager = std::make_shared<SessionManager>(sessionConfig, _serviceManager);
     const auto skillConfig = config.createView("SystemManager.skill");
     // PENDING(SkillManager): _skillManager from skillConfig, _sessionManager, registryClient() and _snc.
     const auto storageConfig = config.createView("SystemManager.storage");
@@ -296,6 +308,7 @@ void SystemManager::onStart()
     // Wi-Fi, service, system notifier, skill, update, storage, power,
     // credentials. The time manager has nothing to start and the power
     // button starts its own input device.
+    _serviceManager->start();
 }
 
 void SystemManager::onStop()
@@ -308,6 +321,7 @@ void SystemManager::onStop()
     // PENDING: stop the managers here, in this order, which is deliberately
     // not the reverse of the start order: update, skill, Wi-Fi, service,
     // system notifier, storage, power, credentials.
+    _serviceManager->stop();
 
     _reg.deleteService(_record);
 }
@@ -377,9 +391,17 @@ std::string SystemManager::onHealth()
     // PENDING(StorageManager): when present, take getSemanticStorage().
     if (!_storageManager)
         addHealthError(report, "No storage manager running");
-    // PENDING(ServiceManager): when present, take backup, wipe and restore from getHealth().
     if (!_serviceManager)
+    {
         addHealthError(report, "No service manager running");
+    }
+    else
+    {
+        const ServiceManager::Health health = _serviceManager->getHealth();
+        report.backup = toStats(health.backup);
+        report.wipe = toStats(health.wipe);
+        report.restore = toStats(health.restore);
+    }
 
     try
     {
