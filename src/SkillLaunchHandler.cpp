@@ -1,28 +1,59 @@
 #include "pemo/system/SkillLaunchHandler.h"
 
 #include "pemo/system/HandlerContract.h"
+#include "pemo/system/SkillManager.h"
+#include "pemo/system/SkillManagerException.h"
 
+#include <exception>
+#include <sstream>
+#include <string>
 #include <utility>
 
 namespace pemo {
 namespace system {
 
-SkillLaunchHandler::SkillLaunchHandler(std::shared_ptr<SkillManager> skillManager)
-    : SystemHandler("SystemManager.SkillLaunchHandler"), _skillManager(std::move(skillManager))
+SkillLaunchHandler::SkillLaunchHandler(std::shared_ptr<SkillManager> skillManager) : SystemHandler("SystemManager.SkillLaunchHandler"), _skillManager(std::move(skillManager))
 {
 }
 
 SkillLaunchHandler::~SkillLaunchHandler() = default;
 
-void SkillLaunchHandler::post(Request&, Response& response, const Captures&, SessionPtr)
+void SkillLaunchHandler::post(Request& request, Response& response, const Captures&, SessionPtr)
 {
     logger().trace("SkillLaunchHandler::post");
+    // Consume the body first so the connection stays usable whatever the answer.
+    std::istringstream body(HandlerContract::readBody(request.stream()));
     if (!_skillManager)
     {
         HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR, "No SkillManager running");
         return;
     }
-    // PENDING(SkillManager): the manager call and its answer arrive with the SkillManager.
+    SkillManager::LaunchArgs args;
+    std::string error;
+    if (!HandlerContract::readJSON(body, error, cereal::make_nvp("name", args.name),
+                                   cereal::make_nvp("context", args.context)))
+    {
+        logger().warning("SkillLaunchHandler::post malformed body: " + error);
+        HandlerContract::sendError(response, Response::HTTP_BAD_REQUEST, HandlerContract::MALFORMED_ARGUMENTS);
+        return;
+    }
+    bool launched = false;
+    try
+    {
+        launched = _skillManager->launch(args);
+    }
+    catch (const std::exception& e)
+    {
+        logger().error("SkillLaunchHandler::post could not launch " + args.name + ": " + e.what());
+        HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR, e.what());
+        return;
+    }
+    if (!launched)
+    {
+        HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR);
+        return;
+    }
+    HandlerContract::sendNoContent(response);
 }
 
 } // namespace system

@@ -1,8 +1,11 @@
 #include "pemo/system/SkillListHandler.h"
 
 #include "pemo/system/HandlerContract.h"
+#include "pemo/system/Skill.h"
+#include "pemo/system/SkillManager.h"
 
 #include <utility>
+#include <vector>
 
 namespace pemo {
 namespace system {
@@ -22,7 +25,9 @@ void SkillListHandler::get(Request&, Response& response, const Captures&, Sessio
         HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR, "No SkillManager running");
         return;
     }
-    // PENDING(SkillManager): the manager call and its answer arrive with the SkillManager.
+    std::vector<Skill> skills;
+    _skillManager->list(skills);
+    HandlerContract::sendResult(response, logger(), "Could not serialize skill list", cereal::make_nvp("skills", skills));
 }
 
 } // namespace system

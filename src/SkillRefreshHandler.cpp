@@ -1,6 +1,7 @@
 #include "pemo/system/SkillRefreshHandler.h"
 
 #include "pemo/system/HandlerContract.h"
+#include "pemo/system/SkillManager.h"
 
 #include <utility>
 
@@ -14,15 +15,19 @@ SkillRefreshHandler::SkillRefreshHandler(std::shared_ptr<SkillManager> skillMana
 
 SkillRefreshHandler::~SkillRefreshHandler() = default;
 
-void SkillRefreshHandler::post(Request&, Response& response, const Captures&, SessionPtr)
+void SkillRefreshHandler::post(Request& request, Response& response, const Captures&, SessionPtr)
 {
+    // The name is that of the route's first, GET, form; log readers still look for it.
     logger().trace("SkillRefreshHandler::get");
+    // Consume the body first so the connection stays usable whatever the answer.
+    HandlerContract::readBody(request.stream());
     if (!_skillManager)
     {
         HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR, "No SkillManager running");
         return;
     }
-    // PENDING(SkillManager): the manager call and its answer arrive with the SkillManager.
+    _skillManager->refresh();
+    HandlerContract::sendNoContent(response);
 }
 
 } // namespace system

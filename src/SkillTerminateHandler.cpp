@@ -1,7 +1,11 @@
 #include "pemo/system/SkillTerminateHandler.h"
 
 #include "pemo/system/HandlerContract.h"
+#include "pemo/system/SkillManager.h"
+#include "pemo/system/SkillManagerException.h"
 
+#include <sstream>
+#include <string>
 #include <utility>
 
 namespace pemo {
@@ -14,15 +18,41 @@ SkillTerminateHandler::SkillTerminateHandler(std::shared_ptr<SkillManager> skill
 
 SkillTerminateHandler::~SkillTerminateHandler() = default;
 
-void SkillTerminateHandler::post(Request&, Response& response, const Captures&, SessionPtr)
+void SkillTerminateHandler::post(Request& request, Response& response, const Captures&, SessionPtr)
 {
     logger().trace("SkillTerminateHandler::post");
+    // Consume the body first so the connection stays usable whatever the answer.
+    std::istringstream body(HandlerContract::readBody(request.stream()));
     if (!_skillManager)
     {
         HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR, "No SkillManager running");
         return;
     }
-    // PENDING(SkillManager): the manager call and its answer arrive with the SkillManager.
+    std::string name;
+    std::string error;
+    if (!HandlerContract::readJSON(body, error, cereal::make_nvp("name", name)))
+    {
+        logger().warning("SkillTerminateHandler::post malformed body: " + error);
+        HandlerContract::sendError(response, Response::HTTP_BAD_REQUEST, HandlerContract::MALFORMED_ARGUMENTS);
+        return;
+    }
+    bool terminated = false;
+    try
+    {
+        terminated = _skillManager->terminate(name);
+    }
+    catch (const SkillManagerException& e)
+    {
+        logger().warning("SkillTerminateHandler::post could not terminate " + name + ": " + e.what());
+        HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR, e.what());
+        return;
+    }
+    if (!terminated)
+    {
+        HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR);
+        return;
+    }
+    HandlerContract::sendNoContent(response);
 }
 
 } // namespace system

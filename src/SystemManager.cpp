@@ -26,9 +26,11 @@
 #include "pemo/system/SessionRequestHandler.h"
 #include "pemo/system/SkillLaunchHandler.h"
 #include "pemo/system/SkillListHandler.h"
+#include "pemo/system/SkillManager.h"
 #include "pemo/system/SkillRefreshHandler.h"
 #include "pemo/system/SkillTerminateHandler.h"
 #include "pemo/system/StorageHandler.h"
+#include "pemo/system/SystemNotifier.h"
 #include "pemo/system/SystemNotifyHandler.h"
 #include "pemo/system/TimeSynchronizationHandler.h"
 #include "pemo/system/TimeZoneHandler.h"
@@ -125,13 +127,16 @@ void SystemManager::onInitialize(Poco::Util::Application& app)
     _record.ttl = REGISTRY_TTL;
     _record.tls = "";
 
+    // Notifications posted to this very service must pass its own
+    // authentication like any other caller's.
+    _snc.setAuthentication(authenticationToken());
     _snc.initialize();
     _snc.addObserver(
         Poco::NObserver<SystemManager, pemo::SystemNotificationEvent>(*this, &SystemManager::onSystemNotification));
 
     createManagers(app.config());
-    // PENDING(SkillManager): subscribe SkillManager::onServiceNotify of _skillManager to the
-    // ServiceManagerNotification of _serviceManager here, once both exist.
+    _serviceManager->addObserver(
+        Poco::NObserver<SkillManager, ServiceManagerNotification>(*_skillManager, &SkillManager::onServiceNotify));
     createHandlers();
     registerHandlers();
     registerPort(Routes::SYSTEM_NOTIFICATIONS_PORT, _systemNotifyPort);
@@ -155,7 +160,7 @@ void SystemManager::createManagers(Poco::Util::AbstractConfiguration& config)
     const auto sessionConfig = config.createView("SystemManager.session");
     _sessionManager = std::make_shared<SessionManager>(sessionConfig, _serviceManager);
     const auto skillConfig = config.createView("SystemManager.skill");
-    // PENDING(SkillManager): _skillManager from skillConfig, _sessionManager, registryClient() and _snc.
+    _skillManager = std::make_shared<SkillManager>(skillConfig, _sessionManager, registryClient(), _snc);
     const auto storageConfig = config.createView("SystemManager.storage");
     // PENDING(StorageManager): _storageManager from storageConfig.
     const auto powerConfig = config.createView("SystemManager.powerManager");
@@ -166,7 +171,7 @@ void SystemManager::createManagers(Poco::Util::AbstractConfiguration& config)
     // PENDING(CredentialsManager): _credentialsManager from credentialsConfig and _snc.
     const auto timeConfig = config.createView("SystemManager.time");
     // PENDING(TimeManager): _timeManager from timeConfig.
-    // PENDING(SystemNotifier): _systemNotifier from _systemNotifyPort (it takes no configuration).
+    _systemNotifier = std::make_shared<SystemNotifier>(_systemNotifyPort);
     const auto updateConfig = config.createView("SystemManager.update");
     // PENDING(UpdateManager): _updateManager from updateConfig, the logger name
     // "SystemManager.UpdateManager", _skillManager, _storageManager and _systemNotifier.
@@ -284,8 +289,10 @@ void SystemManager::onUninitialize()
     // The four service handlers are deliberately left alive until the
     // process ends.
 
-    // PENDING(SkillManager): remove the skill manager's observer from _serviceManager here,
-    // with an observer equal to the one added in onInitialize.
+    // Observers compare equal by object and method, so a fresh one removes
+    // the one added in onInitialize.
+    _serviceManager->removeObserver(
+        Poco::NObserver<SkillManager, ServiceManagerNotification>(*_skillManager, &SkillManager::onServiceNotify));
 }
 
 void SystemManager::onDefineOptions(Poco::Util::OptionSet&)
@@ -309,6 +316,8 @@ void SystemManager::onStart()
     // credentials. The time manager has nothing to start and the power
     // button starts its own input device.
     _serviceManager->start();
+    _systemNotifier->start();
+    _skillManager->start();
 }
 
 void SystemManager::onStop()
@@ -321,7 +330,9 @@ void SystemManager::onStop()
     // PENDING: stop the managers here, in this order, which is deliberately
     // not the reverse of the start order: update, skill, Wi-Fi, service,
     // system notifier, storage, power, credentials.
+    _skillManager->stop();
     _serviceManager->stop();
+    _systemNotifier->stop();
 
     _reg.deleteService(_record);
 }
@@ -385,9 +396,10 @@ std::string SystemManager::onHealth()
     // "Failed to get timezone: " and its message.
     if (!_timeManager)
         addHealthError(report, "No time manager running");
-    // PENDING(SkillManager): when present, fill report.skills with list().
     if (!_skillManager)
         addHealthError(report, "No skill manager running");
+    else
+        _skillManager->list(report.skills);
     // PENDING(StorageManager): when present, take getSemanticStorage().
     if (!_storageManager)
         addHealthError(report, "No storage manager running");

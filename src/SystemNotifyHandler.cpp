@@ -1,14 +1,25 @@
 #include "pemo/system/SystemNotifyHandler.h"
 
 #include "pemo/system/HandlerContract.h"
+#include "pemo/system/SystemNotifier.h"
 
+#include <Poco/NumberFormatter.h>
+
+#include <string>
 #include <utility>
 
 namespace pemo {
 namespace system {
 
-SystemNotifyHandler::SystemNotifyHandler(std::shared_ptr<SystemNotifier> notify)
-    : SystemHandler("SystemManager.SystemNotifyHandler"), _notify(std::move(notify))
+namespace {
+
+// The largest frame the notification port sends: a bigger message could
+// never reach a subscriber.
+const std::size_t MAX_MESSAGE = 16384;
+
+} // namespace
+
+SystemNotifyHandler::SystemNotifyHandler(std::shared_ptr<SystemNotifier> notify) : SystemHandler("SystemManager.SystemNotifyHandler"), _notify(std::move(notify))
 {
 }
 
@@ -16,15 +27,28 @@ SystemNotifyHandler::~SystemNotifyHandler() = default;
 
 void SystemNotifyHandler::post(Request& request, Response& response, const Captures&, SessionPtr)
 {
-    logger().trace("SystemNotifyHandler::post");
-    // Consume the body first so the connection stays usable whatever the answer.
-    HandlerContract::readBody(request.stream());
+    // The body is relayed as it is, never parsed: any text is a notification.
+    const std::string body = HandlerContract::readBody(request.stream());
     if (!_notify)
     {
         HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR, "No SystemNotifier running");
         return;
     }
-    // PENDING(SystemNotifier): the manager call and its answer arrive with the SystemNotifier.
+    if (body.size() > MAX_MESSAGE)
+    {
+        logger().warning("SystemNotifyHandler::post drop " + Poco::NumberFormatter::format(body.size()) +
+                         "-byte message");
+        HandlerContract::sendError(response, Response::HTTP_BAD_REQUEST);
+        return;
+    }
+    if (!_notify->notify(body))
+    {
+        logger().trace("SystemNotifyHandler::post failed to send " + body);
+        HandlerContract::sendError(response, Response::HTTP_SERVICE_UNAVAILABLE);
+        return;
+    }
+    logger().trace("SystemNotifyHandler::post " + body);
+    HandlerContract::sendNoContent(response);
 }
 
 } // namespace system
