@@ -1,0 +1,77 @@
+#pragma once
+
+#include <pemo/ServiceRecord.h>
+
+#include <Poco/AutoPtr.h>
+#include <Poco/Channel.h>
+#include <Poco/Event.h>
+#include <Poco/Net/HTTPServer.h>
+#include <Poco/Util/JSONConfiguration.h>
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace pemo {
+namespace test {
+
+/// One request as a service received it.
+struct ReceivedRequest
+{
+    std::string method;
+    std::string path;
+    std::string version;
+    std::string authentication;
+    std::string contentType;
+    std::string body;
+};
+
+/// A local HTTP service that records every request. It doubles as the
+/// registry: GET /registry lists the records given with setRecords(). A
+/// silent one never answers anything else until it is destroyed.
+class RecordingService
+{
+public:
+    explicit RecordingService(bool silent = false);
+    ~RecordingService();
+
+    std::uint16_t port() const;
+    void setRecords(const std::vector<pemo::ServiceRecord>& records);
+    /// Every request other than the registry listing, oldest first.
+    std::vector<ReceivedRequest> requests() const;
+
+    struct State;
+
+private:
+    std::shared_ptr<State> _state;
+    std::unique_ptr<Poco::Net::HTTPServer> _server;
+};
+
+/// A record for a service at 127.0.0.1:port.
+pemo::ServiceRecord recordAt(const std::string& name, std::uint16_t port);
+
+/// A configuration read from JSON text.
+Poco::AutoPtr<Poco::Util::JSONConfiguration> jsonConfig(const std::string& json);
+
+/// Collects the messages logged on one logger while it lives.
+class LogCapture
+{
+public:
+    explicit LogCapture(const std::string& logger);
+    ~LogCapture();
+
+    std::vector<std::string> messages() const;
+    bool contains(const std::string& text) const;
+
+private:
+    class Sink;
+    std::string _logger;
+    Poco::AutoPtr<Sink> _sink;
+    Poco::AutoPtr<Poco::Channel> _previous;
+    int _previousLevel;
+};
+
+} // namespace test
+} // namespace pemo

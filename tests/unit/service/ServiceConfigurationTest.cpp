@@ -1,0 +1,142 @@
+#include "FakeServices.h"
+
+#include "pemo/system/ServiceManager.h"
+#include "pemo/system/ServiceManagerServiceImpl.h"
+
+#include <Poco/Environment.h>
+#include <Poco/Exception.h>
+#include <Poco/File.h>
+#include <Poco/TemporaryFile.h>
+#include <Poco/Util/MapConfiguration.h>
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+namespace pemo {
+namespace system {
+namespace {
+
+using test::jsonConfig;
+using ServiceImpl = ServiceManager::ServiceImpl;
+
+std::vector<std::string> namesOf(const ServiceManager::Service::Vector& services)
+{
+    std::vector<std::string> names;
+    for (const auto& service : services)
+        names.push_back(service.name);
+    return names;
+}
+
+ServiceImpl serviceFrom(const std::string& json)
+{
+    return ServiceImpl(jsonConfig(json).get());
+}
+
+TEST(ServiceConfigurationTest, ServicesStartInAscendingOrderUnorderedLastAndTheListEndsAtTheFirstGap)
+{
+    pemo::ServiceRegistryClient registry;
+    // A flat (properties) configuration, where what follows a gap in the
+    // numbering can exist but is not a service.
+    Poco::AutoPtr<Poco::Util::MapConfiguration> config(new Poco::Util::MapConfiguration);
+    const std::vector<std::pair<std::string, std::string>> entries{
+        {"late", "9"}, {"unordered", ""}, {"early", "1"}, {"", ""}, {"beyond-gap", "0"}};
+    for (std::size_t i = 0; i < entries.size(); ++i)
+    {
+        const std::string prefix = "services[" + std::to_string(i) + "].";
+        if (entries[i].first.empty())
+            continue;
+        config->setString(prefix + "name", entries[i].first);
+        config->setString(prefix + "executable", "/bin/true");
+        if (!entries[i].second.empty())
+            config->setString(prefix + "order", entries[i].second);
+    }
+    ServiceManager manager(config, registry);
+
+    const auto services = manager.getServices();
+    EXPECT_EQ(namesOf(services), (std::vector<std::string>{"early", "late", "unordered"}));
+    for (const auto& service : services)
+    {
+        EXPECT_TRUE(service.enabled) << service.name;
+        EXPECT_FALSE(service.running) << service.name;
+    }
+}
+
+TEST(ServiceConfigurationTest, NoServicesConfiguredGivesAnEmptyList)
+{
+    pemo::ServiceRegistryClient registry;
+    ServiceManager manager(jsonConfig("{}"), registry);
+    EXPECT_TRUE(manager.getServices().empty());
+}
+
+TEST(ServiceConfigurationTest, RequiredKeysAndMalformedNumbersFailConstruction)
+{
+    pemo::ServiceRegistryClient registry;
+    EXPECT_THROW(ServiceManager(jsonConfig(R"({"services": [{"executable": "/bin/true"}]})"), registry),
+                 Poco::NotFoundException);
+    EXPECT_THROW(ServiceManager(jsonConfig(R"({"services": [{"name": "x"}]})"), registry), Poco::NotFoundException);
+    EXPECT_THROW(ServiceManager(jsonConfig(R"({"services": [{"name": "x", "executable": "/bin/true",
+                                             "order": "soon"}]})"), registry),
+                 Poco::SyntaxException);
+}
+
+TEST(ServiceConfigurationTest, ModeReadsArgumentsUpToTheGapEnvironmentAndDirectory)
+{
+    auto config = jsonConfig(R"({"name": "svc", "executable": "/bin/true", "modes": {"default": {
+        "arguments": ["--one", "--two"], "environment": {"A": "1", "B": "two"},
+        "directory": "/tmp", "enabled": true}}})");
+    config->setString("modes.default.arguments[3]", "--after-gap");
+    const ServiceImpl service(config.get());
+
+    const ServiceImpl::Mode mode = service.getMode();
+    EXPECT_EQ(mode.arguments, (ServiceImpl::Mode::Args{"--one", "--two"}));
+    EXPECT_EQ(mode.env, (ServiceImpl::Mode::Env{{"A", "1"}, {"B", "two"}}));
+    EXPECT_EQ(mode.directory, "/tmp");
+    EXPECT_TRUE(mode.enabled);
+}
+
+TEST(ServiceConfigurationTest, AModeThatDoesNotSayEnabledIsDisabled)
+{
+    const ServiceImpl service = serviceFrom(R"({"name": "svc", "executable": "/bin/true",
+        "modes": {"default": {"arguments": ["x"]}}})");
+    EXPECT_FALSE(service.getMode().enabled);
+}
+
+TEST(ServiceConfigurationTest, WithoutTheDeviceModeOrDefaultTheLaunchConfigurationIsInvalid)
+{
+    const ServiceImpl service = serviceFrom(R"({"name": "svc", "executable": "/bin/true",
+        "modes": {"factory": {"enabled": true}}})");
+    try
+    {
+        service.getMode();
+        FAIL() << "expected ServiceManagerException";
+    }
+    catch (const ServiceManagerException& e)
+    {
+        EXPECT_STREQ(e.what(), "Invalid launch configuration for svc");
+    }
+}
+
+// The device's mode comes from the mode program on PATH; a matching entry
+// wins over "default".
+TEST(ServiceConfigurationTest, TheDeviceModesEntryWinsOverDefault)
+{
+    Poco::TemporaryFile dir;
+    dir.createDirectories();
+    const std::string program = dir.path() + "/pemo-getmode";
+    std::ofstream(program) << "#!/bin/sh\necho developer\n";
+    Poco::File(program).setExecutable(true);
+    const std::string oldPath = Poco::Environment::get("PATH", "");
+    Poco::Environment::set("PATH", dir.path() + ":" + oldPath);
+
+    const ServiceImpl service = serviceFrom(R"({"name": "svc", "executable": "/bin/true", "modes": {
+        "default": {"arguments": ["normal"], "enabled": true},
+        "developer": {"arguments": ["dev"], "enabled": true}}})");
+    const ServiceImpl::Mode mode = service.getMode();
+    Poco::Environment::set("PATH", oldPath);
+    EXPECT_EQ(mode.arguments, (ServiceImpl::Mode::Args{"dev"}));
+}
+
+} // namespace
+} // namespace system
+} // namespace pemo

@@ -1,0 +1,227 @@
+#include "FakeServices.h"
+
+#include "pemo/system/ServiceManagerMonitor.h"
+
+#include <pemo/ErrorTracker.h>
+
+#include <Poco/File.h>
+#include <Poco/NObserver.h>
+#include <Poco/TemporaryFile.h>
+
+#include <gtest/gtest.h>
+
+#include <signal.h>
+
+#include <chrono>
+#include <fstream>
+#include <mutex>
+#include <thread>
+
+namespace pemo {
+namespace system {
+namespace {
+
+using Type = ServiceManagerNotification::Type;
+using Monitor = ServiceManager::Monitor;
+
+// Child programs are small shell scripts; "signal" stands for the start-up
+// signal a service built on the framework sends once it is up.
+class ServiceMonitorTest : public ::testing::Test
+{
+protected:
+    ServiceMonitorTest() : _dir(Poco::TemporaryFile::tempName())
+    {
+        Poco::File(_dir).createDirectories();
+    }
+
+    ~ServiceMonitorTest() override
+    {
+        Poco::File(_dir).remove(true);
+    }
+
+    std::string script(const std::string& name, const std::string& body)
+    {
+        const std::string path = _dir + "/" + name;
+        std::ofstream(path) << "#!/bin/sh\necho $$ > " << pidFile(name) << "\n" << body << "\n";
+        Poco::File(path).setExecutable(true);
+        return path;
+    }
+
+    std::string pidFile(const std::string& name) const
+    {
+        return _dir + "/" + name + ".pid";
+    }
+
+    int pidOf(const std::string& name) const
+    {
+        int pid = 0;
+        std::ifstream(pidFile(name)) >> pid;
+        return pid;
+    }
+
+    static std::string signal()
+    {
+        return std::string(PEMO_SIGNAL_STARTUP) + " $$";
+    }
+
+    ServiceManager::Bucket bucket(const std::string& name, const std::string& executable,
+                                  const std::string& extra = "")
+    {
+        const std::string json = R"({"name": ")" + name + R"(", "executable": ")" + executable +
+                                 R"(", "modes": {"default": {"enabled": true}})" + extra + "}";
+        return {std::make_shared<ServiceManager::ServiceImpl>(test::jsonConfig(json).get()), nullptr};
+    }
+
+    void observe(Monitor& monitor)
+    {
+        monitor.notifier.addObserver(Poco::NObserver<ServiceMonitorTest, ServiceManagerNotification>(
+            *this, &ServiceMonitorTest::onState));
+    }
+
+public:
+    void onState(const Poco::AutoPtr<ServiceManagerNotification>& notification)
+    {
+        std::lock_guard<std::mutex> lock(_mutex);
+        _states.push_back(notification->type());
+    }
+
+protected:
+    std::vector<Type> states()
+    {
+        std::lock_guard<std::mutex> lock(_mutex);
+        return _states;
+    }
+
+    std::string _dir;
+    std::mutex _mutex;
+    std::vector<Type> _states;
+};
+
+TEST_F(ServiceMonitorTest, ChildExitingWithCode3IsReapedReportedAndRelaunchedInRecovery)
+{
+    // Exits before signalling, so no launch is ever confirmed.
+    const std::string crasher = script("crasher", "exit 3");
+    Monitor monitor(ServiceManager::Params(), {bucket("crasher", crasher, R"(, "startup_timeout": 200,
+                                                                         "crash_code": "TEST_CRASH_3")")});
+    observe(monitor);
+    test::LogCapture log("SystemManager.Service.Monitor");
+    const auto crashesBefore = pemo::ErrorTracker::get().count("TEST_CRASH_3");
+
+    monitor.work();
+    const int firstPid = pidOf("crasher");
+    EXPECT_TRUE(states().empty()) << "a first launch that is not confirmed stays UNKNOWN";
+
+    monitor.work();
+    EXPECT_TRUE(log.contains("Service crasher exited with code 3"));
+    EXPECT_EQ(pemo::ErrorTracker::get().count("TEST_CRASH_3"), crashesBefore + 1);
+    EXPECT_EQ(states(), (std::vector<Type>{ServiceManagerNotification::RECOVERY}));
+    EXPECT_NE(pidOf("crasher"), firstPid) << "relaunched in the same pass";
+    monitor.stop(monitor.getServices().front().name);
+}
+
+TEST_F(ServiceMonitorTest, ChildThatNeverSignalsIsLoggedAndKeepsTheStateFromReady)
+{
+    const std::string mute = script("mute", "exec sleep 30");
+    Monitor monitor(ServiceManager::Params(), {bucket("mute", mute, R"(, "startup_timeout": 300)")});
+    observe(monitor);
+    test::LogCapture log("SystemManager.Service.Monitor");
+
+    monitor.work();
+    EXPECT_TRUE(log.contains("Service mute failed to signal startup event during launch window"));
+    EXPECT_TRUE(states().empty());
+    EXPECT_TRUE(monitor.getServices().front().running) << "a silent child is not restarted for it";
+    monitor.stop("mute");
+}
+
+TEST_F(ServiceMonitorTest, TwoPassesWithTheSameStatePostOneNotification)
+{
+    const std::string good = script("good", signal() + "\nexec sleep 30");
+    Monitor monitor(ServiceManager::Params(), {bucket("good", good)});
+    observe(monitor);
+
+    monitor.work();
+    monitor.work();
+    EXPECT_EQ(states(), (std::vector<Type>{ServiceManagerNotification::READY}));
+    monitor.stop("good");
+}
+
+TEST_F(ServiceMonitorTest, StopKillsAChildIgnoringSigintAfterTheShutdownTimeoutAndKeepsItStopped)
+{
+    const std::string stubborn = script("stubborn", "trap '' INT\n" + signal() + "\nwhile :; do sleep 0.1; done");
+    Monitor monitor(ServiceManager::Params(), {bucket("stubborn", stubborn, R"(, "shutdown_timeout": 300)")});
+    test::LogCapture log("SystemManager.Service.Monitor");
+    monitor.work();
+    const int pid = pidOf("stubborn");
+
+    const auto before = std::chrono::steady_clock::now();
+    monitor.stop("stubborn");
+    const auto took = std::chrono::steady_clock::now() - before;
+
+    EXPECT_GE(took, std::chrono::milliseconds(300));
+    EXPECT_TRUE(log.contains("Service stubborn failed to terminate within 300ms; forcibly terminating."));
+    EXPECT_EQ(::kill(pid, 0), -1) << "killed and reaped, not a zombie";
+    const auto stopped = monitor.getServices().front();
+    EXPECT_FALSE(stopped.enabled);
+    EXPECT_FALSE(stopped.running);
+
+    monitor.work();
+    EXPECT_FALSE(monitor.getServices().front().running) << "a stopped service is not relaunched";
+    monitor.start("stubborn");
+    monitor.work();
+    EXPECT_TRUE(monitor.getServices().front().running);
+    EXPECT_NE(pidOf("stubborn"), pid);
+    monitor.stop("stubborn");
+}
+
+TEST_F(ServiceMonitorTest, UnknownNamesAndNeverLaunchedServices)
+{
+    Monitor monitor(ServiceManager::Params(), {bucket("idle", "/bin/true")});
+    try
+    {
+        monitor.start("nope");
+        FAIL() << "expected ServiceManagerException";
+    }
+    catch (const ServiceManagerException& e)
+    {
+        EXPECT_STREQ(e.what(), "No service found: \"nope\"");
+    }
+    EXPECT_THROW(monitor.stop("nope"), ServiceManagerException);
+    EXPECT_NO_THROW(monitor.stop("idle")) << "stopping what never ran is only logged";
+}
+
+// The shutdown path: SHUTDOWN is posted, the children are stopped last
+// started first, and none is left behind.
+TEST_F(ServiceMonitorTest, ManagerStopPublishesShutdownAndStopsInReverseStartOrder)
+{
+    const std::string first = script("first", signal() + "\nexec sleep 30");
+    const std::string second = script("second", signal() + "\nexec sleep 30");
+    pemo::ServiceRegistryClient registry;
+    ServiceManager manager(test::jsonConfig(R"({"services": [
+        {"name": "second", "order": 2, "executable": ")" + second + R"(", "modes": {"default": {"enabled": true}}},
+        {"name": "first", "order": 1, "executable": ")" + first + R"(", "modes": {"default": {"enabled": true}}}
+    ]})"), registry);
+    manager.addObserver(Poco::NObserver<ServiceMonitorTest, ServiceManagerNotification>(
+        *this, &ServiceMonitorTest::onState));
+    test::LogCapture log("SystemManager.Service.Monitor");
+
+    manager.start();
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (states().empty() && std::chrono::steady_clock::now() < deadline)
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    manager.stop();
+
+    EXPECT_EQ(states(), (std::vector<Type>{ServiceManagerNotification::READY, ServiceManagerNotification::SHUTDOWN}));
+    const auto messages = log.messages();
+    const auto secondStop = std::find(messages.begin(), messages.end(), "Waiting for second to terminate");
+    const auto firstStop = std::find(messages.begin(), messages.end(), "Waiting for first to terminate");
+    ASSERT_NE(secondStop, messages.end());
+    EXPECT_LT(secondStop, firstStop);
+    EXPECT_EQ(::kill(pidOf("first"), 0), -1);
+    EXPECT_EQ(::kill(pidOf("second"), 0), -1);
+    for (const auto& service : manager.getServices())
+        EXPECT_FALSE(service.running) << service.name;
+}
+
+} // namespace
+} // namespace system
+} // namespace pemo
