@@ -1,0 +1,124 @@
+// Two speeds of the service supervisor, printed as ratios against a
+// reference measured in the same run (never asserted):
+//  - crash to relaunch, over 20 crashes, against the one-second pass;
+//  - one session change fanned out to 10 services, against one plain HTTP
+//    round trip to one of them.
+#include "FakeServices.h"
+
+#include "pemo/system/ServiceManager.h"
+
+#include <Poco/File.h>
+#include <Poco/Net/HTTPClientSession.h>
+#include <Poco/Net/HTTPRequest.h>
+#include <Poco/Net/HTTPResponse.h>
+#include <Poco/NullStream.h>
+#include <Poco/StreamCopier.h>
+#include <Poco/TemporaryFile.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <fstream>
+#include <thread>
+#include <vector>
+
+using namespace pemo;
+using Clock = std::chrono::steady_clock;
+
+namespace {
+
+double percentile(std::vector<double> values, double p)
+{
+    std::sort(values.begin(), values.end());
+    return values[static_cast<std::size_t>(p * static_cast<double>(values.size() - 1) + 0.5)];
+}
+
+std::vector<long long> readTimes(const std::string& path)
+{
+    std::vector<long long> times;
+    std::ifstream in(path);
+    for (long long t; in >> t;)
+        times.push_back(t);
+    return times;
+}
+
+void crashToRelaunch()
+{
+    const std::string dir = Poco::TemporaryFile::tempName();
+    Poco::File(dir).createDirectories();
+    const std::string script = dir + "/crasher";
+    std::ofstream(script) << "#!/bin/sh\ndate +%s%N >> " << dir << "/starts\n"
+                          << PEMO_SIGNAL_STARTUP << " $$\nsleep 0.3\ndate +%s%N >> " << dir << "/exits\nexit 1\n";
+    Poco::File(script).setExecutable(true);
+    ServiceRegistryClient registry;
+    system::ServiceManager manager(test::jsonConfig(R"({"services": [{"name": "crasher", "executable": ")" + script +
+                                                    R"(", "modes": {"default": {"enabled": true}}}]})"),
+                                   registry);
+    manager.start();
+    while (readTimes(dir + "/starts").size() < 21)
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    manager.stop();
+    const auto starts = readTimes(dir + "/starts");
+    const auto exits = readTimes(dir + "/exits");
+    std::vector<double> delays;
+    for (std::size_t i = 0; i < 20 && i < exits.size(); ++i)
+        delays.push_back(static_cast<double>(starts[i + 1] - exits[i]) / 1e6);
+    Poco::File(dir).remove(true);
+    const double pass = 1000.0;
+    std::printf("crash-to-relaunch over %zu crashes: median %.0f ms (%.2f x pass, target <= 1.1), "
+                "p95 %.0f ms (%.2f x pass, target <= 1.2)\n",
+                delays.size(), percentile(delays, 0.5), percentile(delays, 0.5) / pass, percentile(delays, 0.95),
+                percentile(delays, 0.95) / pass);
+}
+
+double roundTripMs(std::uint16_t port)
+{
+    const auto start = Clock::now();
+    Poco::Net::HTTPClientSession session("127.0.0.1", port);
+    Poco::Net::HTTPRequest request(Poco::Net::HTTPRequest::HTTP_POST, "/plain", Poco::Net::HTTPMessage::HTTP_1_1);
+    request.setContentLength(2);
+    request.setKeepAlive(false);
+    session.sendRequest(request) << "{}";
+    Poco::Net::HTTPResponse response;
+    Poco::NullOutputStream discard;
+    Poco::StreamCopier::copyStream(session.receiveResponse(response), discard);
+    return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+}
+
+void fanOut()
+{
+    test::RecordingService registry;
+    std::vector<std::unique_ptr<test::RecordingService>> services;
+    std::vector<ServiceRecord> records;
+    for (int i = 0; i < 10; ++i)
+    {
+        services.push_back(std::make_unique<test::RecordingService>());
+        records.push_back(test::recordAt("svc-" + std::to_string(i), services.back()->port()));
+    }
+    registry.setRecords(records);
+    ServiceRegistryClient client("127.0.0.1", registry.port());
+    system::ServiceManager manager(test::jsonConfig("{}"), client);
+    auto session = std::make_shared<Session>("bench", Permissions(false));
+    std::vector<double> plain, change;
+    for (int i = 0; i < 30; ++i)
+    {
+        plain.push_back(roundTripMs(services.front()->port()));
+        const auto start = Clock::now();
+        manager.selectSession(session);
+        change.push_back(std::chrono::duration<double, std::milli>(Clock::now() - start).count());
+    }
+    const double reference = percentile(plain, 0.5);
+    const double measured = percentile(change, 0.5);
+    std::printf("session change to 10 services: median %.2f ms; plain round trip median %.2f ms; "
+                "ratio %.2f (target < 5)\n",
+                measured, reference, measured / reference);
+}
+
+} // namespace
+
+int main()
+{
+    fanOut();
+    crashToRelaunch();
+    return 0;
+}
