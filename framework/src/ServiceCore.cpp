@@ -67,6 +67,7 @@ void ServiceCore::initialize(Poco::Util::Application& app)
 
     Poco::Net::ServerSocket socket(Poco::Net::SocketAddress(host, port), 64);
     _impl->port = socket.address().port();
+    _impl->listener = socket;
     auto params = new Poco::Net::HTTPServerParams;
     params->setMaxThreads(config.getInt("pemo.http.threads", 16));
     params->setMaxQueued(config.getInt("pemo.http.queue", 64));
@@ -101,11 +102,15 @@ void ServiceCore::start()
 // Stops taking requests and waits for the running ones before the
 // subclass tears its managers down, then stops the reactor before the
 // ports drop their subscribers so no reactor callback races the close.
+// The listening socket is closed too: a request made during shut-down (the
+// service's own notifications, say) is refused at once instead of waiting
+// out its time-out in the listen queue.
 void ServiceCore::stop()
 {
     if (!_impl->server)
         return;
     _impl->server->stopAll(true);
+    _impl->listener.close();
     _impl->pool->joinAll();
     onStop();
     _impl->reactor.stop();

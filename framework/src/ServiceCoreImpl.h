@@ -37,6 +37,8 @@ struct ServiceCoreImpl
     std::string ownToken;
     std::unique_ptr<Poco::ThreadPool> pool;
     std::unique_ptr<Poco::Net::HTTPServer> server;
+    // The server's listening socket, closed as soon as serving stops.
+    Poco::Net::ServerSocket listener;
     Poco::UInt16 port = 0;
 };
 
