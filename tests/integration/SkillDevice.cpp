@@ -1,0 +1,212 @@
+#include "SkillDevice.h"
+
+#include <Poco/File.h>
+#include <Poco/FileStream.h>
+#include <Poco/JSON/Array.h>
+#include <Poco/JSON/Parser.h>
+#include <Poco/Thread.h>
+#include <Poco/Timestamp.h>
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <memory>
+#include <sstream>
+#include <stdexcept>
+
+namespace pemo::test {
+
+namespace {
+
+const char PROBE_MAIN[] = R"(#!/bin/sh
+# Arguments: REGISTRY_URI ENTRY_FILE CONTEXT
+case "$3" in
+  exit\ *) sleep 0.3; exit "${3#exit }" ;;
+esac
+trap 'exit 0' TERM
+while :; do sleep 0.2; done
+)";
+
+std::unique_ptr<TempDir> overlay;
+std::unique_ptr<TempDir> configDir;
+std::unique_ptr<SimDevice> device;
+std::string startError;
+
+class SkillDeviceEnvironment : public ::testing::Environment
+{
+public:
+    void TearDown() override
+    {
+        if (!device || !device->running())
+            return;
+        EXPECT_EQ(device->stop(), 0) << "the skill device did not stop cleanly";
+    }
+};
+
+[[maybe_unused]] const auto* const environment = ::testing::AddGlobalTestEnvironment(new SkillDeviceEnvironment);
+
+Poco::JSON::Object::Ptr parseObject(const std::string& text)
+{
+    Poco::JSON::Parser parser;
+    return parser.parse(text).extract<Poco::JSON::Object::Ptr>();
+}
+
+// config/device.json with the test's additions.
+std::string writeConfig()
+{
+    std::ifstream in(sourceDir() + "/config/device.json");
+    std::stringstream text;
+    text << in.rdbuf();
+    Poco::JSON::Object::Ptr config = parseObject(text.str());
+    Poco::JSON::Object::Ptr skill = config->getObject("SystemManager")->getObject("skill");
+    Poco::JSON::Array::Ptr devs = skill->getObject("path")->getArray("devs");
+    devs->add(std::string("/opt/pemo/Pemo/Skills/dev"));
+    Poco::JSON::Object::Ptr ghost = new Poco::JSON::Object;
+    ghost->set("user", std::string("ghost-user"));
+    skill->getObject("modes")->set("ghost", ghost);
+
+    configDir = std::make_unique<TempDir>();
+    configDir->write("system-manager.json", [&] {
+        std::ostringstream out;
+        config->stringify(out, 2);
+        return out.str();
+    }());
+    return configDir->path() + "/system-manager.json";
+}
+
+std::unique_ptr<SimDevice> startDevice()
+{
+    overlay = std::make_unique<TempDir>();
+    overlay->write("opt/pemo/Pemo/Skills/probe/package.json", R"({"name": "probe", "version": "1", "pemo": {"main": "main.sh"}})");
+    overlay->write("opt/pemo/Pemo/Skills/probe/main.sh", PROBE_MAIN, 0755);
+    SimOptions options;
+    options.overlays.push_back(overlay->path());
+    options.config = writeConfig();
+    auto started = std::make_unique<SimDevice>(options);
+    started->start();
+    return started;
+}
+
+} // namespace
+
+SimDevice& skillDevice()
+{
+    if (!startError.empty())
+        throw std::runtime_error("the skill device could not be started: " + startError.substr(0, 200));
+    if (!device)
+    {
+        try
+        {
+            device = startDevice();
+        }
+        catch (const std::exception& e)
+        {
+            startError = e.what();
+            throw;
+        }
+    }
+    return *device;
+}
+
+ApiClient skillApi()
+{
+    return ApiClient(skillDevice().port(), skillDevice().token());
+}
+
+std::string installedSkills()
+{
+    return skillDevice().statePath("device/opt/pemo/Pemo/Skills");
+}
+
+std::string developmentSkills()
+{
+    return skillDevice().statePath("device/opt/pemo/Dev/Skills");
+}
+
+void installSkill(const std::string& directory, const std::string& package, const std::string& mainScript)
+{
+    Poco::File(directory).createDirectories();
+    {
+        Poco::FileOutputStream out(directory + "/package.json");
+        out << package;
+    }
+    if (mainScript.empty())
+        return;
+    {
+        Poco::FileOutputStream out(directory + "/main.sh");
+        out << mainScript;
+    }
+    Poco::File(directory + "/main.sh").setExecutable(true);
+}
+
+std::unique_ptr<WebSocketSubscriber> subscribeNotifications()
+{
+    int status = 0;
+    auto subscriber =
+        WebSocketSubscriber::connect(skillDevice().port(), "/system_notifications", skillDevice().token(), status);
+    EXPECT_TRUE(subscriber) << "handshake answered " << status;
+    return subscriber;
+}
+
+std::vector<Poco::JSON::Object::Ptr> launchReports()
+{
+    std::vector<Poco::JSON::Object::Ptr> reports;
+    std::istringstream lines(skillDevice().readStateFile("calls/pemo-skill-runtime.launch"));
+    std::string line;
+    while (std::getline(lines, line))
+        if (!line.empty())
+            reports.push_back(parseObject(line));
+    return reports;
+}
+
+bool eventually(const std::function<bool()>& condition, Poco::Timespan timeout)
+{
+    Poco::Timestamp start;
+    while (!condition())
+    {
+        if (start.isElapsed(timeout.totalMicroseconds()))
+            return false;
+        Poco::Thread::sleep(100);
+    }
+    return true;
+}
+
+std::vector<std::string> sessionTokens()
+{
+    const HttpResponse r = skillApi().get("/session/list");
+    std::vector<std::string> tokens;
+    if (r.status != 200)
+        return tokens;
+    Poco::JSON::Array::Ptr list = parseObject(r.body)->getArray("sessions");
+    for (std::size_t i = 0; i < list->size(); ++i)
+        tokens.push_back(list->getElement<std::string>(static_cast<unsigned>(i)));
+    return tokens;
+}
+
+Poco::JSON::Object::Ptr listedSkill(const std::string& name)
+{
+    const HttpResponse r = skillApi().get("/skill/list");
+    if (r.status != 200)
+        return nullptr;
+    Poco::JSON::Array::Ptr skills = parseObject(r.body)->getArray("skills");
+    for (std::size_t i = 0; i < skills->size(); ++i)
+    {
+        Poco::JSON::Object::Ptr skill = skills->getObject(static_cast<unsigned>(i));
+        if (skill->getValue<std::string>("name") == name)
+            return skill;
+    }
+    return nullptr;
+}
+
+std::vector<std::string> logLines(const std::string& text)
+{
+    std::istringstream log(skillDevice().readStateFile("log/system-manager.log"));
+    std::vector<std::string> found;
+    std::string line;
+    while (std::getline(log, line))
+        if (line.find(text) != std::string::npos)
+            found.push_back(line);
+    return found;
+}
+
+} // namespace pemo::test

@@ -1,0 +1,244 @@
+// Skills end to end: the catalogue scanned from real directories, launch
+// under the mode's user with a session of its own, exit reporting, and
+// termination, against the demo runtime's own account of each launch.
+#include "SkillDevice.h"
+
+#include <Poco/File.h>
+#include <Poco/JSON/Array.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+namespace pemo::test {
+namespace {
+
+const std::string PROBE_DIR = "/opt/pemo/Pemo/Skills/probe";
+
+std::vector<int> numbers(const Poco::JSON::Array::Ptr& array)
+{
+    std::vector<int> out;
+    for (std::size_t i = 0; i < array->size(); ++i)
+        out.push_back(array->getElement<int>(static_cast<unsigned>(i)));
+    return out;
+}
+
+std::vector<std::string> strings(const Poco::JSON::Array::Ptr& array)
+{
+    std::vector<std::string> out;
+    for (std::size_t i = 0; i < array->size(); ++i)
+        out.push_back(array->getElement<std::string>(static_cast<unsigned>(i)));
+    return out;
+}
+
+bool contains(const std::vector<std::string>& list, const std::string& item)
+{
+    return std::find(list.begin(), list.end(), item) != list.end();
+}
+
+class SkillLaunchTest : public ::testing::Test
+{
+protected:
+    void SetUp() override { setMode("normal"); }
+    void TearDown() override { setMode("normal"); }
+
+    static void setMode(const std::string& mode) { skillDevice().writeStateFile("platform/mode", mode + "\n"); }
+
+    static HttpResponse launch(const std::string& name, const std::string& context)
+    {
+        return skillApi().post("/skill/launch", R"({"name":")" + name + R"(","context":")" + context + R"("})");
+    }
+
+    static bool running(const std::string& name)
+    {
+        const auto skill = listedSkill(name);
+        return skill && skill->getValue<bool>("running");
+    }
+
+    // Launches the probe so that it exits with code, and returns the demo
+    // runtime's report of that launch.
+    static Poco::JSON::Object::Ptr launchProbe(int code)
+    {
+        const std::size_t before = launchReports().size();
+        const HttpResponse r = launch("probe", "exit " + std::to_string(code));
+        EXPECT_EQ(r.status, 204) << r.reason;
+        EXPECT_TRUE(eventually([&] { return launchReports().size() > before; }));
+        return launchReports().back();
+    }
+};
+
+TEST_F(SkillLaunchTest, RunsAsTheModeUserWithItsGroupsSessionAndArguments)
+{
+    const auto report = launchProbe(5);
+    EXPECT_EQ(report->getValue<int>("uid"), 2001);
+    EXPECT_EQ(report->getValue<int>("gid"), 2001);
+    EXPECT_EQ(numbers(report->getArray("groups")), (std::vector<int>{2001, 3000, 3001}));
+    EXPECT_EQ(report->getValue<std::string>("cwd"), PROBE_DIR);
+    EXPECT_EQ(strings(report->getArray("argv")),
+              (std::vector<std::string>{"http://127.0.0.1:8079/registry", PROBE_DIR + "/main.sh", "exit 5"}));
+    const auto env = report->getObject("env");
+    EXPECT_EQ(env->getValue<std::string>("HOME"), "/home/pemo");
+    EXPECT_EQ(env->getValue<std::string>("PEMO_DEVICE"), "simulated");
+    const std::string token = env->getValue<std::string>("PEMO_AUTHENTICATE");
+    EXPECT_EQ(token.size(), 36u);
+
+    // Reaped within about a second of its exit, its session deleted.
+    EXPECT_TRUE(eventually([] { return !running("probe"); }, Poco::Timespan(3, 0)));
+    EXPECT_FALSE(contains(sessionTokens(), token));
+    EXPECT_EQ(logLines("Skill probe exited with code 5").size(), 1u);
+
+    setMode("developer");
+    const auto developer = launchProbe(0);
+    EXPECT_EQ(developer->getValue<int>("uid"), 2002);
+    EXPECT_EQ(numbers(developer->getArray("groups")), (std::vector<int>{2002, 3000}));
+    EXPECT_EQ(developer->getObject("env")->getValue<std::string>("HOME"), "/home/developer");
+    EXPECT_TRUE(eventually([] { return !running("probe"); }, Poco::Timespan(3, 0)));
+}
+
+TEST_F(SkillLaunchTest, ARunningSkillIsNotLaunchedTwiceAndCanBeTerminated)
+{
+    const std::size_t before = launchReports().size();
+    ASSERT_EQ(launch("probe", "").status, 204);
+    ASSERT_TRUE(eventually([&] { return launchReports().size() == before + 1; }));
+    const std::string token = launchReports().back()->getObject("env")->getValue<std::string>("PEMO_AUTHENTICATE");
+    EXPECT_TRUE(contains(sessionTokens(), token));
+    const auto started = listedSkill("probe")->getArray("lastStartTime");
+
+    const HttpResponse again = launch("probe", "second");
+    EXPECT_EQ(again.status, 500);
+    EXPECT_EQ(again.reason, "Internal Server Error");
+    Poco::Thread::sleep(500);
+    EXPECT_EQ(launchReports().size(), before + 1);
+    EXPECT_TRUE(running("probe"));
+    EXPECT_EQ(numbers(listedSkill("probe")->getArray("lastStartTime")), numbers(started));
+
+    const HttpResponse stop = skillApi().post("/skill/terminate", R"({"name":"probe"})");
+    EXPECT_EQ(stop.status, 204);
+    EXPECT_FALSE(contains(sessionTokens(), token));
+    EXPECT_TRUE(eventually([] { return !running("probe"); }, Poco::Timespan(3, 0)));
+
+    const HttpResponse idle = skillApi().post("/skill/terminate", R"({"name":"probe"})");
+    EXPECT_EQ(idle.status, 500);
+    EXPECT_EQ(idle.reason, "Skill is not running: probe");
+}
+
+TEST_F(SkillLaunchTest, RefusalsNameTheirCause)
+{
+    setMode("ghost");
+    HttpResponse r = launch("probe", "exit 0");
+    EXPECT_EQ(r.status, 500);
+    EXPECT_EQ(r.reason, "Failed to launch probe: Could not find launch user: ghost-user");
+    EXPECT_FALSE(running("probe"));
+
+    setMode("unlisted");
+    EXPECT_EQ(launch("probe", "").reason, "Unknown mode: unlisted");
+    EXPECT_EQ(launch("nothing-here", "").reason, "Unknown skill: nothing-here");
+    EXPECT_EQ(skillApi().post("/skill/terminate", R"({"name":"nothing-here"})").reason, "Unknown skill: nothing-here");
+
+    for (const char* body : {R"({"name":"probe"})", R"({"name":"probe","context":3})", "name=probe"})
+    {
+        r = skillApi().post("/skill/launch", body);
+        EXPECT_EQ(r.status, 400) << body;
+        EXPECT_EQ(r.reason, "Malformed arguments") << body;
+    }
+    r = skillApi().post("/skill/terminate", R"({"skill":"probe"})");
+    EXPECT_EQ(r.status, 400);
+    EXPECT_EQ(r.reason, "Malformed arguments");
+}
+
+// The catalogue rules on real directory trees, rescanned by every list.
+TEST_F(SkillLaunchTest, CatalogueFollowsTheDirectories)
+{
+    const std::string installed = installedSkills();
+    installSkill(installed + "/zz-bare", "{}");
+    installSkill(installed + "/zz-twin", R"({"name":"zz twin","version":"installed"})");
+    installSkill(developmentSkills() + "/zz-twin", R"({"name":"zz twin","version":"development"})");
+    installSkill(installed + "/dev/zz-tool", R"({"name":"zz-tool","version":"2"})");
+    // The development directory itself must not be taken for a skill.
+    installSkill(installed + "/dev", R"({"name":"zz-dev-as-skill"})");
+    skillDevice().writeStateFile("device/opt/pemo/Pemo/Skills/zz-file", "not a skill");
+
+    HttpResponse r = skillApi().get("/skill/list");
+    ASSERT_EQ(r.status, 200);
+    EXPECT_EQ(r.header("Content-Type"), "application/json");
+    const auto invalid = listedSkill("INVALID SKILL");
+    ASSERT_TRUE(invalid);
+    EXPECT_EQ(invalid->getValue<std::string>("version"), "INVALID SKILL");
+    EXPECT_EQ(listedSkill("zz twin")->getValue<std::string>("version"), "development");
+    EXPECT_EQ(listedSkill("zz twin")->getValue<std::string>("path"), "/opt/pemo/Dev/Skills/zz-twin");
+    EXPECT_TRUE(listedSkill("zz-tool"));
+    EXPECT_FALSE(listedSkill("zz-dev-as-skill"));
+
+    // Byte-wise order, and the exact form of an entry never launched.
+    const std::size_t twin = r.body.find("\"zz twin\"");
+    EXPECT_LT(r.body.find("\"INVALID SKILL\""), r.body.find("\"countdown\""));
+    EXPECT_LT(twin, r.body.find("\"zz-tool\""));
+    EXPECT_NE(r.body.find(R"({
+            "name": "zz-tool",
+            "path": "/opt/pemo/Pemo/Skills/dev/zz-tool",
+            "version": "2",
+            "running": false,
+            "lastStartTime": [
+                0,
+                0
+            ]
+        })"),
+              std::string::npos)
+        << r.body;
+
+    Poco::File(developmentSkills() + "/zz-twin").remove(true);
+    EXPECT_EQ(listedSkill("zz twin")->getValue<std::string>("version"), "installed");
+    for (const char* dir : {"zz-bare", "zz-twin", "dev", "zz-file"})
+        Poco::File(installed + "/" + dir).remove(true);
+    EXPECT_FALSE(listedSkill("zz twin"));
+    EXPECT_FALSE(listedSkill("INVALID SKILL"));
+}
+
+// Deleting a running skill's directory drops it from the catalogue at once,
+// without stopping its process.
+TEST_F(SkillLaunchTest, ADeletedSkillDisappearsEvenWhileRunning)
+{
+    installSkill(installedSkills() + "/zz-doomed", R"({"name":"zz-doomed","pemo":{"main":"main.sh"}})",
+                 "#!/bin/sh\ntrap 'exit 0' TERM\nwhile :; do sleep 0.2; done\n");
+    // Launch knows only what the last scan found.
+    EXPECT_EQ(launch("zz-doomed", "").reason, "Unknown skill: zz-doomed");
+    const HttpResponse refresh = skillApi().post("/skill/refresh");
+    EXPECT_EQ(refresh.status, 204);
+    EXPECT_TRUE(refresh.body.empty());
+    const std::size_t before = launchReports().size();
+    ASSERT_EQ(launch("zz-doomed", "").status, 204);
+    ASSERT_TRUE(eventually([&] { return launchReports().size() > before; }));
+    const std::string pid = std::to_string(launchReports().back()->getValue<int>("pid"));
+    ASSERT_TRUE(running("zz-doomed"));
+
+    Poco::File(installedSkills() + "/zz-doomed").remove(true);
+    EXPECT_FALSE(listedSkill("zz-doomed"));
+    EXPECT_EQ(skillDevice().exec({"kill", "-0", pid}).status, 0) << "the process was stopped with its entry";
+    skillDevice().exec({"kill", pid});
+}
+
+// Stopping the daemon sends every running skill SIGTERM and waits for it,
+// announcing its exit like any other.
+TEST(SkillShutdownTest, StoppingTheDaemonEndsEveryRunningSkill)
+{
+    SimDevice device;
+    device.start();
+    const ApiClient api(device.port(), device.token());
+    ASSERT_EQ(api.post("/skill/launch", R"({"name":"hello","context":""})").status, 204);
+    ASSERT_EQ(api.post("/skill/launch", R"({"name":"countdown","context":"60"})").status, 204);
+    ASSERT_EQ(device.stop(), 0);
+
+    const std::string log = device.readStateFile("log/system-manager.log");
+    for (const std::string name : {"hello", "countdown"})
+    {
+        const std::size_t waiting = log.find("Waiting for " + name + " to terminate");
+        EXPECT_NE(waiting, std::string::npos) << name;
+        EXPECT_LT(waiting, log.find("Skill " + name + " exited with code ")) << name;
+    }
+    EXPECT_EQ(device.readStateFile("log/sim.log").find("left behind"), std::string::npos);
+}
+
+} // namespace
+} // namespace pemo::test
