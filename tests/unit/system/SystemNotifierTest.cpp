@@ -1,4 +1,7 @@
+#include "FakeHTTP.h"
+
 #include "pemo/system/SystemNotifier.h"
+#include "pemo/system/SystemNotifyHandler.h"
 
 #include <Poco/AutoPtr.h>
 #include <Poco/Channel.h>
@@ -10,6 +13,7 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -136,4 +140,30 @@ TEST_F(SystemNotifierTest, SendsWhatIsDueAndSurvivesAnOversizedMessage)
     EXPECT_EQ(0u, notifier.queued());
     EXPECT_EQ(1u, linesContaining("could not send notification of 20000 bytes").size());
     EXPECT_EQ(1u, linesContaining("SystemNotifier::Worker send notification '{}'").size());
+}
+
+// The endpoint's answers: 503 whenever the notifier refuses, 400 for a body
+// the port could never send, else 204.
+TEST(SystemNotifyHandlerTest, AnswersByWhatTheNotifierDid)
+{
+    Poco::Net::SocketReactor reactor;
+    pemo::Port port(reactor, 16384);
+    auto notifier = std::make_shared<SystemNotifier>(port);
+    pemo::system::SystemNotifyHandler handler(notifier);
+    const auto post = [&](const std::string& body) {
+        pemo::system::test::FakeRequest request(body);
+        pemo::system::test::FakeResponse response;
+        handler.post(request, response, {}, nullptr);
+        EXPECT_EQ(1, response.sendCount());
+        EXPECT_EQ(0, response.getContentLength());
+        return response.getStatus();
+    };
+
+    EXPECT_EQ(Poco::Net::HTTPResponse::HTTP_SERVICE_UNAVAILABLE, post("{}"));
+    notifier->start();
+    EXPECT_EQ(Poco::Net::HTTPResponse::HTTP_BAD_REQUEST, post(std::string(16385, 'x')));
+    EXPECT_EQ(0u, notifier->queued());
+    EXPECT_EQ(Poco::Net::HTTPResponse::HTTP_NO_CONTENT, post(std::string(16384, 'x')));
+    notifier->stop();
+    EXPECT_EQ(Poco::Net::HTTPResponse::HTTP_SERVICE_UNAVAILABLE, post("{}"));
 }
