@@ -223,7 +223,10 @@ TEST_F(SkillLaunchTest, ADeletedSkillDisappearsEvenWhileRunning)
 // announcing its exit like any other.
 TEST(SkillShutdownTest, StoppingTheDaemonEndsEveryRunningSkill)
 {
-    SimDevice device;
+    SimOptions options;
+    // The logs are read after the stop.
+    options.keepFiles = true;
+    SimDevice device(options);
     device.start();
     const ApiClient api(device.port(), device.token());
     ASSERT_EQ(api.post("/skill/launch", R"({"name":"hello","context":""})").status, 204);
@@ -238,6 +241,8 @@ TEST(SkillShutdownTest, StoppingTheDaemonEndsEveryRunningSkill)
         EXPECT_LT(waiting, log.find("Skill " + name + " exited with code ")) << name;
     }
     EXPECT_EQ(device.readStateFile("log/sim.log").find("left behind"), std::string::npos);
+    if (!::testing::Test::HasFailure())
+        device.removeFiles();
 }
 
 } // namespace
