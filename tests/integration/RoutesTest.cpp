@@ -1,0 +1,102 @@
+// Every route of the system manager, over real HTTP through the simulator:
+// each path reaches its own handler, and the route expressions accept and
+// refuse exactly the paths they should.
+#include "RouteCases.h"
+#include "SharedDevice.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+namespace pemo::test {
+namespace {
+
+std::string describe(const HttpResponse& r)
+{
+    std::ostringstream out;
+    out << r.status << " \"" << r.reason << "\"";
+    if (!r.body.empty())
+        out << " body " << r.body.substr(0, 200);
+    return out.str();
+}
+
+class RoutesTest : public ::testing::Test
+{
+protected:
+    void SetUp() override { sharedDevice(); }
+    ApiClient api() const { return sharedApi(); }
+};
+
+// A handler answers with its own statuses and reasons; the framework's own
+// answers (404 no route, 405 method, 403 refused) mean the request never got
+// there, and a handler of the wrong route gives itself away by its reason.
+TEST_F(RoutesTest, EveryRouteReachesItsHandler)
+{
+    for (const auto& c : routeCases())
+    {
+        for (const std::string& path : c.paths())
+        {
+            HttpResponse r;
+            try
+            {
+                r = api().request(c.method, path, c.body);
+            }
+            catch (const std::exception& e)
+            {
+                ADD_FAILURE() << e.what();
+                continue;
+            }
+            EXPECT_TRUE(c.accepts(r)) << c.method << " " << path << " answered " << describe(r)
+                                      << "; expected " << c.expectation();
+        }
+    }
+}
+
+TEST_F(RoutesTest, PathsOutsideTheRouteExpressionsMatchNothing)
+{
+    for (const std::string path : {"/service/list/x", "/service/listx", "/time/zone/", "/time/zo",
+                                    "/update/a/b", "/update/abc!", "/update//", "/SERVICE/LIST", "/mode/x",
+                                    "/", "/modes", "/system_notificationsx", "/logs/upload/now"})
+    {
+        const HttpResponse r = api().get(path);
+        EXPECT_EQ(r.status, 404) << "GET " << path << " answered " << describe(r);
+    }
+}
+
+// The update route's optional capture: with or without a slash, and the
+// bare path, all reach the update handler.
+TEST_F(RoutesTest, UpdateRouteTakesAnOptionalIdentifier)
+{
+    for (const std::string path : {"/update", "/update/", "/update/abc-1.2", "/updateabc", "/update/a_b.c-9"})
+    {
+        const HttpResponse r = api().get(path);
+        EXPECT_TRUE(updateGetAccepts(r)) << "GET " << path << " answered " << describe(r);
+    }
+}
+
+TEST_F(RoutesTest, QueryStringsDoNotTakePartInMatching)
+{
+    const HttpResponse r = api().get("/mode?verbose=1");
+    EXPECT_EQ(r.status, 200) << describe(r);
+}
+
+TEST_F(RoutesTest, MethodsAHandlerDoesNotServeAreRefused)
+{
+    const std::vector<std::pair<std::string, std::string>> refused = {
+        {"POST", "/service/list"},   {"POST", "/session/request"}, {"POST", "/session/list"},
+        {"POST", "/skill/list"},     {"POST", "/version"},         {"POST", "/identity"},
+        {"POST", "/time/current"},   {"POST", "/storage/mounts"},  {"POST", "/storage/semantic"},
+        {"GET", "/service/start"},   {"GET", "/skill/refresh"},    {"GET", "/skill/launch"},
+        {"GET", "/power/off"},       {"GET", "/power/reboot"},     {"GET", "/system/wipe"},
+        {"GET", "/logs/upload"},     {"GET", "/system_notify"},    {"GET", "/time/synchronize"},
+        {"PUT", "/mode"},            {"DELETE", "/mode"},          {"DELETE", "/update"},
+        {"PUT", "/dynamic_firewall"}};
+    for (const auto& [method, path] : refused)
+    {
+        const HttpResponse r = api().request(method, path, method == "GET" || method == "DELETE" ? "" : "{}");
+        EXPECT_EQ(r.status, 405) << method << " " << path << " answered " << describe(r);
+    }
+}
+
+} // namespace
+} // namespace pemo::test

@@ -1,0 +1,88 @@
+#include "SharedDevice.h"
+
+#include <gtest/gtest.h>
+
+#include <Poco/JSON/Object.h>
+#include <Poco/JSON/Parser.h>
+
+#include <chrono>
+#include <memory>
+#include <stdexcept>
+#include <thread>
+
+namespace pemo::test {
+
+namespace {
+
+std::unique_ptr<SimDevice> device;
+std::string startError;
+
+class SharedDeviceEnvironment : public ::testing::Environment
+{
+public:
+    void TearDown() override
+    {
+        if (!device || !device->running())
+            return;
+        const int status = device->stop();
+        EXPECT_EQ(status, 0) << "the shared device did not stop cleanly";
+    }
+};
+
+// Registered before main() runs the tests, as gtest requires.
+[[maybe_unused]] const auto* const environment = ::testing::AddGlobalTestEnvironment(new SharedDeviceEnvironment);
+
+// The device's supervised services are launched in the first seconds after
+// its API answers, and each launch reads the operating mode; tests that count
+// platform-program calls must start only once every service is running.
+void waitForSupervisedServices(const SimDevice& device)
+{
+    const ApiClient api(device.port(), device.token());
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (std::chrono::steady_clock::now() < deadline)
+    {
+        const HttpResponse list = api.get("/service/list");
+        bool allRunning = list.status == 200;
+        if (allRunning)
+        {
+            const auto services = Poco::JSON::Parser().parse(list.body).extract<Poco::JSON::Object::Ptr>()
+                                      ->getArray("services");
+            for (std::size_t i = 0; i < services->size(); ++i)
+                allRunning = allRunning && services->getObject(static_cast<unsigned>(i))->getValue<bool>("running");
+        }
+        if (allRunning)
+            return;
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+    throw std::runtime_error("the shared device's supervised services did not all start within 30 s");
+}
+
+} // namespace
+
+SimDevice& sharedDevice()
+{
+    if (!startError.empty())
+        throw std::runtime_error("the shared device could not be started (see the first failure): " +
+                                 startError.substr(0, 200));
+    if (!device)
+    {
+        device = std::make_unique<SimDevice>();
+        try
+        {
+            device->start();
+            waitForSupervisedServices(*device);
+        }
+        catch (const std::exception& e)
+        {
+            startError = e.what();
+            throw;
+        }
+    }
+    return *device;
+}
+
+ApiClient sharedApi() { return ApiClient(sharedDevice().port(), sharedDevice().token()); }
+
+ApiClient sharedApiWithoutToken() { return ApiClient(sharedDevice().port(), std::nullopt); }
+
+} // namespace pemo::test

@@ -1,0 +1,380 @@
+#include "SimDevice.h"
+
+#include <Poco/File.h>
+#include <Poco/FileStream.h>
+#include <Poco/JSON/Array.h>
+#include <Poco/JSON/Object.h>
+#include <Poco/JSON/Parser.h>
+#include <Poco/Path.h>
+#include <Poco/Pipe.h>
+#include <Poco/PipeStream.h>
+#include <Poco/Process.h>
+#include <Poco/StreamCopier.h>
+#include <Poco/Util/JSONConfiguration.h>
+
+#include <gtest/gtest.h>
+
+#include <arpa/inet.h>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <deque>
+#include <fcntl.h>
+#include <fstream>
+#include <netinet/in.h>
+#include <sstream>
+#include <stdexcept>
+#include <iostream>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+namespace pemo::test {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+std::string makeTempDir(const char* prefix)
+{
+    std::string templ = std::string("/tmp/") + prefix + ".XXXXXX";
+    std::vector<char> buffer(templ.begin(), templ.end());
+    buffer.push_back('\0');
+    if (!::mkdtemp(buffer.data()))
+        throw std::runtime_error(std::string("mkdtemp: ") + std::strerror(errno));
+    return buffer.data();
+}
+
+} // namespace
+
+// Another process may take the port before the simulator binds it; start()
+// retries with a new one then.
+std::uint16_t freePort()
+{
+    int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+    if (fd < 0)
+        throw std::runtime_error("socket failed");
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = 0;
+    socklen_t length = sizeof(address);
+    if (::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0 ||
+        ::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) != 0)
+    {
+        ::close(fd);
+        throw std::runtime_error("could not find a free port");
+    }
+    ::close(fd);
+    return ntohs(address.sin_port);
+}
+
+namespace {
+
+std::string readFile(const std::string& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    if (!in)
+        throw std::runtime_error("cannot read " + path);
+    std::ostringstream out;
+    out << in.rdbuf();
+    return out.str();
+}
+
+std::string tail(const std::string& path, std::size_t lines)
+{
+    std::ifstream in(path);
+    if (!in)
+        return "";
+    std::deque<std::string> last;
+    std::string line;
+    while (std::getline(in, line))
+    {
+        last.push_back(line);
+        if (last.size() > lines)
+            last.pop_front();
+    }
+    std::string result;
+    for (const auto& l : last)
+        result += "    " + l + "\n";
+    return result;
+}
+
+std::string firstToken(const std::string& configPath)
+{
+    Poco::AutoPtr<Poco::Util::JSONConfiguration> config(new Poco::Util::JSONConfiguration(configPath));
+    return config->getString("pemo.auth.tokens[0]", "");
+}
+
+} // namespace
+
+std::string sourceDir() { return PEMO_SOURCE_DIR; }
+std::string buildDir() { return PEMO_BUILD_DIR; }
+
+SimDevice::SimDevice(SimOptions options) : _options(std::move(options))
+{
+    if (_options.config.empty())
+        _options.config = sourceDir() + "/config/device.json";
+    _token = firstToken(_options.config);
+}
+
+SimDevice::~SimDevice()
+{
+    try
+    {
+        stop();
+    }
+    catch (...)
+    {
+    }
+}
+
+void SimDevice::start()
+{
+    if (running())
+        return;
+    if (::geteuid() != 0)
+        throw std::runtime_error("the device simulator needs root");
+    std::string error;
+    for (int attempt = 0; attempt < 3; ++attempt)
+    {
+        if (tryStart(error))
+            return;
+        // Only a port taken between freePort() and the bridge's bind is worth another try.
+        if (error.find("already in use") == std::string::npos && error.find("bridge on port") == std::string::npos)
+            break;
+    }
+    throw std::runtime_error(error);
+}
+
+bool SimDevice::tryStart(std::string& error)
+{
+    removeFiles();
+    _runDir = makeTempDir("pemo-it");
+    _stateDir = _runDir + "/state";
+    _port = freePort();
+    _exitStatus = -1;
+
+    std::vector<std::string> args = {sourceDir() + "/sim/pemo-sim",
+                                     "--build", buildDir(),
+                                     "--state", _stateDir,
+                                     "--port", std::to_string(_port),
+                                     "--config", _options.config};
+    for (const auto& overlay : _options.overlays)
+    {
+        args.push_back("--overlay");
+        args.push_back(overlay);
+    }
+    args.insert(args.end(), _options.extraArgs.begin(), _options.extraArgs.end());
+
+    std::vector<char*> argv;
+    for (auto& a : args)
+        argv.push_back(a.data());
+    argv.push_back(nullptr);
+
+    const std::string outPath = _runDir + "/sim.out";
+    const pid_t parent = ::getpid();
+    const pid_t pid = ::fork();
+    if (pid < 0)
+        throw std::runtime_error("fork failed");
+    if (pid == 0)
+    {
+        // The simulator must not outlive a crashed or killed test.
+        ::prctl(PR_SET_PDEATHSIG, SIGTERM);
+        if (::getppid() != parent)
+            ::_exit(127);
+        int fd = ::open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        if (fd >= 0)
+        {
+            ::dup2(fd, STDOUT_FILENO);
+            ::dup2(fd, STDERR_FILENO);
+            ::close(fd);
+        }
+        int devnull = ::open("/dev/null", O_RDONLY);
+        if (devnull >= 0)
+            ::dup2(devnull, STDIN_FILENO);
+        ::execv(argv[0], argv.data());
+        ::_exit(127);
+    }
+    _pid = pid;
+
+    const auto deadline = Clock::now() + std::chrono::seconds(90);
+    while (Clock::now() < deadline)
+    {
+        if (Poco::File(_stateDir + "/ready").exists())
+            return true;
+        int status = 0;
+        if (::waitpid(_pid, &status, WNOHANG) == _pid)
+        {
+            _pid = -1;
+            _exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+            error = "the simulator exited before the device was ready:\n" + diagnostics();
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    error = "the device was not ready within 90 s:\n" + diagnostics();
+    stop();
+    return false;
+}
+
+bool SimDevice::running() const { return _pid > 0; }
+
+int SimDevice::waitForExit(int seconds)
+{
+    if (_pid <= 0)
+        return _exitStatus;
+    const auto deadline = Clock::now() + std::chrono::seconds(seconds);
+    while (Clock::now() < deadline)
+    {
+        int status = 0;
+        if (::waitpid(_pid, &status, WNOHANG) == _pid)
+        {
+            _pid = -1;
+            _exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+            return _exitStatus;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    return -1;
+}
+
+int SimDevice::stop()
+{
+    if (_pid > 0)
+    {
+        ::kill(_pid, SIGTERM);
+        int status = 0;
+        const auto deadline = Clock::now() + std::chrono::seconds(45);
+        pid_t reaped = 0;
+        while ((reaped = ::waitpid(_pid, &status, WNOHANG)) == 0 && Clock::now() < deadline)
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        if (reaped == 0)
+        {
+            ::kill(_pid, SIGKILL);
+            ::waitpid(_pid, &status, 0);
+        }
+        _pid = -1;
+        _exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    }
+    if (!_runDir.empty() && !_options.keepFiles)
+    {
+        if (std::getenv("PEMO_SIM_KEEP") != nullptr || ::testing::UnitTest::GetInstance()->Failed())
+        {
+            std::cerr << "[ sim      ] kept the device's files in " << _runDir << "\n";
+            _runDir.clear();
+        }
+        else
+        {
+            removeFiles();
+        }
+    }
+    return _exitStatus;
+}
+
+void SimDevice::removeFiles()
+{
+    if (_runDir.empty())
+        return;
+    try
+    {
+        Poco::File(_runDir).remove(true);
+    }
+    catch (const Poco::Exception&)
+    {
+    }
+    _runDir.clear();
+}
+
+std::string SimDevice::statePath(const std::string& relative) const { return _stateDir + "/" + relative; }
+
+std::string SimDevice::readStateFile(const std::string& relative) const { return readFile(statePath(relative)); }
+
+void SimDevice::writeStateFile(const std::string& relative, const std::string& content) const
+{
+    Poco::File(Poco::Path(statePath(relative)).parent()).createDirectories();
+    std::ofstream out(statePath(relative), std::ios::binary | std::ios::trunc);
+    out << content;
+    if (!out)
+        throw std::runtime_error("cannot write " + statePath(relative));
+}
+
+std::vector<std::vector<std::string>> SimDevice::calls(const std::string& program) const
+{
+    std::vector<std::vector<std::string>> result;
+    std::ifstream in(statePath("calls/" + program + ".log"));
+    std::string line;
+    while (std::getline(in, line))
+    {
+        Poco::JSON::Parser parser;
+        auto array = parser.parse(line).extract<Poco::JSON::Array::Ptr>();
+        std::vector<std::string> args;
+        for (std::size_t i = 0; i < array->size(); ++i)
+            args.push_back(array->getElement<std::string>(i));
+        result.push_back(std::move(args));
+    }
+    return result;
+}
+
+void SimDevice::clearCalls(const std::string& program) const
+{
+    const std::string path = statePath("calls/" + program + ".log");
+    if (Poco::File(path).exists())
+        std::ofstream(path, std::ios::trunc);
+}
+
+ExecResult SimDevice::exec(const std::vector<std::string>& argv) const
+{
+    std::vector<std::string> args = {"exec", "--state", _stateDir, "--"};
+    args.insert(args.end(), argv.begin(), argv.end());
+    Poco::Pipe out;
+    Poco::ProcessHandle handle = Poco::Process::launch(sourceDir() + "/sim/pemo-sim", args, nullptr, &out, &out);
+    Poco::PipeInputStream stream(out);
+    ExecResult result;
+    Poco::StreamCopier::copyToString(stream, result.output);
+    result.status = handle.wait();
+    return result;
+}
+
+std::string SimDevice::diagnostics() const
+{
+    std::string text;
+    text += "  simulator output (" + _runDir + "/sim.out):\n" + tail(_runDir + "/sim.out", 20);
+    for (const char* log : {"log/sim.log", "log/system-manager.out", "log/system-manager.log",
+                            "log/service-registry.out", "log/service-registry.log"})
+        text += std::string("  ") + log + ":\n" + tail(statePath(log), 15);
+    return text;
+}
+
+TempDir::TempDir() : _path(makeTempDir("pemo-it-overlay")) {}
+
+TempDir::~TempDir()
+{
+    try
+    {
+        Poco::File(_path).remove(true);
+    }
+    catch (const Poco::Exception&)
+    {
+    }
+}
+
+void TempDir::write(const std::string& relative, const std::string& content, unsigned mode) const
+{
+    const std::string path = _path + "/" + relative;
+    Poco::File(Poco::Path(path).parent()).createDirectories();
+    {
+        std::ofstream out(path, std::ios::binary | std::ios::trunc);
+        out << content;
+        if (!out)
+            throw std::runtime_error("cannot write " + path);
+    }
+    if (::chmod(path.c_str(), mode) != 0)
+        throw std::runtime_error("cannot chmod " + path);
+}
+
+} // namespace pemo::test
