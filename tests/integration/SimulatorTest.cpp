@@ -67,7 +67,7 @@ bool portAnswers(std::uint16_t port)
         ApiClient(port, std::nullopt).get("/mode");
         return true;
     }
-    catch (const Poco::Exception&)
+    catch (const std::exception&)
     {
         return false;
     }
