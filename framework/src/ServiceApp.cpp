@@ -11,6 +11,7 @@
 #include <Poco/Util/Option.h>
 #include <Poco/Util/OptionCallback.h>
 
+#include <csignal>
 #include <iostream>
 
 namespace pemo {
@@ -27,6 +28,10 @@ Poco::ClassLoader<ServiceCore>& classLoader()
 {
     static auto* loader = new Poco::ClassLoader<ServiceCore>;
     return *loader;
+}
+
+extern "C" void ignoreSignal(int)
+{
 }
 
 } // namespace
@@ -140,6 +145,12 @@ int ServiceApp::main(const std::vector<std::string>&)
     core->start();
     signalStartup();
     waitForTerminationRequest();
+    // A second signal while the service shuts down must not kill the host
+    // half way and leave its children behind; stopping is bounded, and
+    // SIGKILL remains for a stop that hangs. A handler, unlike SIG_IGN, is
+    // not inherited by children launched meanwhile.
+    std::signal(SIGINT, ignoreSignal);
+    std::signal(SIGTERM, ignoreSignal);
     logger().information("Termination requested; stopping " + name);
     core->stop();
     return EXIT_OK;

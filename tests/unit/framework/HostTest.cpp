@@ -1,0 +1,101 @@
+#include "FrameworkTestSupport.h"
+
+#include <Poco/Net/ServerSocket.h>
+#include <Poco/Process.h>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <sys/wait.h>
+
+#include <chrono>
+#include <thread>
+
+namespace {
+
+/// A host process running the service registry on a free port; the
+/// registry is harmless to run on any machine.
+class HostProcess
+{
+public:
+    HostProcess()
+    {
+        Poco::Net::ServerSocket probe(0);
+        port = probe.address().port();
+        probe.close();
+        std::vector<std::string> args{"--module=" PEMO_REGISTRY_MODULE, "--class=ServiceRegistry",
+                                      "--port=" + std::to_string(port)};
+        _handle = std::make_unique<Poco::ProcessHandle>(Poco::Process::launch(PEMO_SERVICE_HOST, args));
+    }
+
+    ~HostProcess()
+    {
+        if (_status < 0)
+            ::kill(pid(), SIGKILL), waitStatus();
+    }
+
+    int pid() const { return _handle->id(); }
+
+    bool serving()
+    {
+        for (int i = 0; i < 500; ++i)
+        {
+            try
+            {
+                if (pemo::test::request(port, "GET", "/registry").status == 200)
+                    return true;
+            }
+            catch (const Poco::Exception&)
+            {
+                std::this_thread::sleep_for(std::chrono::milliseconds(10));
+            }
+        }
+        return false;
+    }
+
+    int waitStatus()
+    {
+        int status = 0;
+        if (::waitpid(pid(), &status, 0) == pid())
+            _status = status;
+        return _status;
+    }
+
+    unsigned port = 0;
+
+private:
+    std::unique_ptr<Poco::ProcessHandle> _handle;
+    int _status = -1;
+};
+
+} // namespace
+
+TEST(HostTest, StopsCleanlyOnSigterm)
+{
+    HostProcess host;
+    ASSERT_TRUE(host.serving());
+    ::kill(host.pid(), SIGTERM);
+    const int status = host.waitStatus();
+    ASSERT_TRUE(WIFEXITED(status)) << "status " << status;
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+}
+
+// A supervisor that repeats its signal while the service is stopping used
+// to kill the host half way (exit by SIGTERM), leaving its children behind.
+TEST(HostTest, SecondSignalDuringShutdownDoesNotKillTheHost)
+{
+    HostProcess host;
+    ASSERT_TRUE(host.serving());
+    ::kill(host.pid(), SIGINT);
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    ::kill(host.pid(), SIGINT);
+    const int status = host.waitStatus();
+    ASSERT_TRUE(WIFEXITED(status)) << "killed by signal " << (WIFSIGNALED(status) ? WTERMSIG(status) : 0);
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+}
+
+TEST(HostTest, MissingModuleOptionsFailWithoutServing)
+{
+    const auto handle = Poco::Process::launch(PEMO_SERVICE_HOST, {"--class=ServiceRegistry"});
+    EXPECT_NE(handle.wait(), 0);
+}
