@@ -1,7 +1,11 @@
 #include "pemo/system/BackupHandler.h"
 
 #include "pemo/system/HandlerContract.h"
+#include "pemo/system/ServiceManager.h"
 
+#include <Poco/Exception.h>
+
+#include <exception>
 #include <utility>
 
 namespace pemo {
@@ -14,6 +18,12 @@ BackupHandler::BackupHandler(std::shared_ptr<ServiceManager> serviceManager)
 
 BackupHandler::~BackupHandler() = default;
 
+void BackupHandler::fail(Response& response, const std::string& message)
+{
+    logger().error("BackupHandler::post " + message);
+    HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR, "Failed to do system backup");
+}
+
 void BackupHandler::post(Request&, Response& response, const Captures&, SessionPtr)
 {
     logger().trace("BackupHandler::post");
@@ -22,7 +32,21 @@ void BackupHandler::post(Request&, Response& response, const Captures&, SessionP
         HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR, "No service manager");
         return;
     }
-    // PENDING(ServiceManager): the manager call and its answer arrive with the ServiceManager.
+    try
+    {
+        _serviceManager->backup();
+    }
+    catch (const Poco::Exception& e)
+    {
+        fail(response, e.displayText());
+        return;
+    }
+    catch (const std::exception& e)
+    {
+        fail(response, e.what());
+        return;
+    }
+    HandlerContract::sendNoContent(response);
 }
 
 } // namespace system

@@ -1,10 +1,16 @@
 #include "pemo/system/ServiceManager.h"
 
+#include "pemo/system/Archive.h"
 #include "pemo/system/ServiceFanOut.h"
 #include "pemo/system/ServiceManagerMonitor.h"
 #include "pemo/system/ServiceManagerServiceImpl.h"
+#include "pemo/system/SystemUtil.h"
 
+#include <Poco/Exception.h>
+#include <Poco/File.h>
+#include <Poco/FileStream.h>
 #include <Poco/Format.h>
+#include <Poco/NumberFormatter.h>
 
 #include <algorithm>
 #include <sstream>
@@ -46,6 +52,120 @@ std::string toJSON(Member&& member)
         archive(std::forward<Member>(member));
     }
     return out.str();
+}
+
+const std::string KEY_DIRECTORY("/var/pemo/keys");
+const std::string CREDENTIALS_FILE("/var/pemo/credentials.json");
+
+// What the transfer programs are told and what is said about them.
+struct TransferTexts
+{
+    std::string cryptOption;
+    std::string commandFailed;
+    std::string done;
+    std::string failure;
+};
+
+const TransferTexts UPLOAD{"--encrypt", "Uploading command failed (", "Uploaded backup file: ",
+                           "Error uploading backup file"};
+const TransferTexts DOWNLOAD{"--decrypt", "Downloading command failed (", "Downloaded restore file: ",
+                             "Error downloading restore file"};
+
+// Poco's what() is only the exception's name; its display text says what
+// went wrong and on what.
+std::string describe(const std::exception& e)
+{
+    const auto* poco = dynamic_cast<const Poco::Exception*>(&e);
+    return poco ? poco->displayText() : e.what();
+}
+
+// A staging directory left over from an interrupted run must not leak into
+// the next archive or the services' restored data.
+void freshDirectory(const std::string& directory, const std::string& failure)
+{
+    try
+    {
+        Poco::File staging(directory);
+        if (staging.exists())
+            staging.remove(true);
+        staging.createDirectories();
+    }
+    catch (const Poco::Exception& e)
+    {
+        throw ServiceManagerException(failure + e.displayText());
+    }
+}
+
+void writeVersionReport(const std::string& directory)
+{
+    const std::string path = directory + "/pemo-version.json";
+    try
+    {
+        Poco::FileOutputStream out(path);
+        {
+            cereal::JSONOutputArchive archive(out);
+            archive(cereal::make_nvp("version", version()));
+        }
+        out.close();
+        if (!out.good())
+            throw Poco::WriteFileException(path);
+    }
+    catch (const std::exception& e)
+    {
+        throw ServiceManagerException("Error serializing system version: " + describe(e));
+    }
+}
+
+void runTransfer(const ServiceManager::Params::Transfer& transfer, const TransferTexts& texts,
+                 const std::string& logPrefix, Poco::Logger& logger)
+{
+    const ProgramResult result =
+        runProgram(transfer.executable, {"--credentials", CREDENTIALS_FILE, "--keydir", KEY_DIRECTORY, "--filename",
+                                         transfer.file, texts.cryptOption});
+    if (!result.succeeded())
+    {
+        logger.error(logPrefix + texts.commandFailed + Poco::NumberFormatter::format(result.exitCode) +
+                     "): " + result.output);
+        throw ServiceManagerException(texts.failure);
+    }
+    logger.information(logPrefix + texts.done + result.output);
+}
+
+void removeArtifacts(const ServiceManager::Params::Transfer& transfer, const std::string& failure)
+{
+    try
+    {
+        Poco::File staging(transfer.directory);
+        if (staging.exists())
+            staging.remove(true);
+        Poco::File archive(transfer.file);
+        if (archive.exists())
+            archive.remove();
+    }
+    catch (const Poco::Exception& e)
+    {
+        throw ServiceManagerException(failure + e.displayText());
+    }
+}
+
+// After a failure the operation's own error is what the caller hears; a
+// leftover that cannot be removed now is renewed by the next run.
+void discardArtifacts(const ServiceManager::Params::Transfer& transfer, const std::string& failure,
+                      const std::string& logPrefix, Poco::Logger& logger)
+{
+    try
+    {
+        removeArtifacts(transfer, failure);
+    }
+    catch (const ServiceManagerException& e)
+    {
+        logger.warning(logPrefix + e.what() + "; left for the next run to replace");
+    }
+}
+
+std::string pathBody(const std::string& directory)
+{
+    return toJSON(cereal::make_nvp("path", directory));
 }
 
 } // namespace
@@ -164,6 +284,127 @@ bool ServiceManager::deleteSession(std::shared_ptr<pemo::Session> session)
 bool ServiceManager::tellServices(const std::string& path, const std::string& body, const std::string& logPrefix)
 {
     return ServiceFanOut(_registry, _params.connection_timeout, _logger).post(path, body, logPrefix);
+}
+
+// A service that was not told keeps its data as it was, so the operation as
+// a whole did not happen.
+void ServiceManager::tellServicesOrThrow(const std::string& path, const std::string& body,
+                                         const std::string& logPrefix, const std::string& failure)
+{
+    if (!tellServices(path, body, logPrefix))
+        throw ServiceManagerException(failure);
+}
+
+void ServiceManager::wipe()
+{
+    _logger.trace("ServiceManager::wipe");
+    Poco::FastMutex::ScopedLock lock(_maintenanceMutex);
+    try
+    {
+        tellServicesOrThrow("/_M_/system/wipe", "{}", "ServiceManager::wipe ",
+                            "Not every service acknowledged the wipe");
+    }
+    catch (const std::exception& e)
+    {
+        _logger.error("ServiceManager::wipe Failed to wipe: " + describe(e));
+        count(&Health::wipe, false);
+        throw;
+    }
+    count(&Health::wipe, true);
+}
+
+void ServiceManager::backup()
+{
+    _logger.trace("ServiceManager::backup");
+    Poco::FastMutex::ScopedLock lock(_maintenanceMutex);
+    const std::string deleteFailure("Error deleting backup artifacts: ");
+    try
+    {
+        stageBackup();
+        removeArtifacts(_params.backup, deleteFailure);
+    }
+    catch (...)
+    {
+        discardArtifacts(_params.backup, deleteFailure, "ServiceManager::backup ", _logger);
+        count(&Health::backup, false);
+        throw;
+    }
+    count(&Health::backup, true);
+}
+
+void ServiceManager::stageBackup()
+{
+    const Params::Transfer& backup = _params.backup;
+    freshDirectory(backup.directory, "Error creating new backup directory: ");
+    writeVersionReport(backup.directory);
+    tellServicesOrThrow("/_M_/system/backup", pathBody(backup.directory), "ServiceManager::backup ",
+                        "Not every service acknowledged the backup");
+    try
+    {
+        Archive::pack(backup.directory, backup.file);
+    }
+    catch (const Poco::Exception& e)
+    {
+        throw ServiceManagerException("Error archiving backup directory: " + e.displayText());
+    }
+    runTransfer(backup, UPLOAD, "ServiceManager::backup ", _logger);
+}
+
+void ServiceManager::restore()
+{
+    _logger.trace("ServiceManager::restore");
+    Poco::FastMutex::ScopedLock lock(_maintenanceMutex);
+    const std::string deleteFailure("Error deleting restore artifacts: ");
+    try
+    {
+        stageRestore();
+        removeArtifacts(_params.restore, deleteFailure);
+    }
+    catch (...)
+    {
+        discardArtifacts(_params.restore, deleteFailure, "ServiceManager::restore ", _logger);
+        count(&Health::restore, false);
+        throw;
+    }
+    count(&Health::restore, true);
+}
+
+void ServiceManager::stageRestore()
+{
+    const Params::Transfer& restore = _params.restore;
+    runTransfer(restore, DOWNLOAD, "ServiceManager::restore ", _logger);
+    freshDirectory(restore.directory, "Error creating new restore directory: ");
+    try
+    {
+        Archive::unpack(restore.file, restore.directory);
+    }
+    catch (const Poco::OpenFileException& e)
+    {
+        throw ServiceManagerException("failed to open restore file: " + e.message());
+    }
+    catch (const Poco::Exception& e)
+    {
+        throw ServiceManagerException("Error serializing directory: " + e.displayText());
+    }
+    tellServicesOrThrow("/_M_/system/restore", pathBody(restore.directory), "ServiceManager::restore ",
+                        "Not every service acknowledged the restore");
+}
+
+void ServiceManager::count(Health::BWRStats Health::*stats, bool succeeded)
+{
+    const auto now = std::chrono::system_clock::now();
+    Poco::Mutex::ScopedLock lock(_mutex);
+    Health::BWRStats& record = _health.*stats;
+    if (succeeded)
+    {
+        ++record.successes;
+        record.last_success = now;
+    }
+    else
+    {
+        ++record.failures;
+        record.last_failure = now;
+    }
 }
 
 } // namespace system

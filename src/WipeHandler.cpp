@@ -1,7 +1,11 @@
 #include "pemo/system/WipeHandler.h"
 
 #include "pemo/system/HandlerContract.h"
+#include "pemo/system/ServiceManager.h"
 
+#include <Poco/Exception.h>
+
+#include <exception>
 #include <utility>
 
 namespace pemo {
@@ -14,6 +18,12 @@ WipeHandler::WipeHandler(std::shared_ptr<ServiceManager> serviceManager)
 
 WipeHandler::~WipeHandler() = default;
 
+void WipeHandler::fail(Response& response, const std::string& message)
+{
+    logger().error("WipeHandler::post " + message);
+    HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR, "Failed to do system wipe");
+}
+
 void WipeHandler::post(Request&, Response& response, const Captures&, SessionPtr)
 {
     logger().trace("WipeHandler::post");
@@ -22,7 +32,21 @@ void WipeHandler::post(Request&, Response& response, const Captures&, SessionPtr
         HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR, "No service manager");
         return;
     }
-    // PENDING(ServiceManager): the manager call and its answer arrive with the ServiceManager.
+    try
+    {
+        _serviceManager->wipe();
+    }
+    catch (const Poco::Exception& e)
+    {
+        fail(response, e.displayText());
+        return;
+    }
+    catch (const std::exception& e)
+    {
+        fail(response, e.what());
+        return;
+    }
+    HandlerContract::sendNoContent(response);
 }
 
 } // namespace system

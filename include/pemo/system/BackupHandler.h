@@ -3,6 +3,7 @@
 #include "pemo/system/SystemHandler.h"
 
 #include <memory>
+#include <string>
 
 namespace pemo {
 namespace system {
@@ -17,9 +18,13 @@ public:
     explicit BackupHandler(std::shared_ptr<ServiceManager> serviceManager);
     ~BackupHandler() override;
 
+    /// 204 once the backup is done; 500 "Failed to do system backup" when it fails,
+    /// with the cause logged.
     void post(Request& request, Response& response, const Captures& captures, SessionPtr session) override;
 
 private:
+    void fail(Response& response, const std::string& message);
+
     std::shared_ptr<ServiceManager> _serviceManager;
 };
 

@@ -26,8 +26,9 @@ namespace system {
 
 /// Supervises the platform's other services as child processes: launches
 /// the configured services in start order, relaunches those that exit,
-/// stops them on request, publishes the overall state, and tells every
-/// registered service of each session change.
+/// stops them on request, publishes the overall state, tells every
+/// registered service of each session change, and has them wipe, back up
+/// or restore their data.
 class ServiceManager
 {
 public:
@@ -142,9 +143,37 @@ public:
     bool selectSession(std::shared_ptr<pemo::Session> session);
     bool deleteSession(std::shared_ptr<pemo::Session> session);
 
+    /// The maintenance operations below run one at a time; each run is
+    /// counted as a success or a failure in getHealth().
+
+    /// Tells every registered service, and the registry, to erase its user
+    /// data. Throws ServiceManagerException when an address could not be
+    /// told or refused; the others are still told.
+    void wipe();
+
+    /// Has every service place its data under backup.directory (named in the
+    /// request as {"path": ...}), adds the version report
+    /// "pemo-version.json", packs the directory into backup.file and hands
+    /// that to backup.executable to encrypt and upload. The directory and the
+    /// archive are removed afterwards, whether the backup succeeded or not.
+    /// Throws ServiceManagerException naming the step that failed.
+    void backup();
+
+    /// Has restore.executable download and decrypt restore.file, unpacks it
+    /// into restore.directory and tells every service to take its data from
+    /// there ({"path": ...}). The directory and the archive are removed
+    /// afterwards, whether the restore succeeded or not. Throws
+    /// ServiceManagerException naming the step that failed.
+    void restore();
+
 private:
     static Bucket::Vector readBuckets(Poco::Util::AbstractConfiguration* config);
     bool tellServices(const std::string& path, const std::string& body, const std::string& logPrefix);
+    void tellServicesOrThrow(const std::string& path, const std::string& body, const std::string& logPrefix,
+                             const std::string& failure);
+    void stageBackup();
+    void stageRestore();
+    void count(Health::BWRStats Health::*stats, bool succeeded);
 
     Params _params;
     Poco::Logger& _logger;
@@ -153,6 +182,9 @@ private:
     Poco::Thread _thread;
     mutable Poco::Mutex _mutex;
     Health _health;
+    /// Serialises wipe, backup and restore: they share staging directories
+    /// and the services' data.
+    Poco::FastMutex _maintenanceMutex;
 };
 
 } // namespace system
