@@ -28,13 +28,8 @@ void ModeHandler::post(Request& request, Response& response, const Captures&, Se
 {
     logger().trace("ModeHandler::post");
     std::string mode;
-    std::string error;
-    if (!HandlerContract::readJSON(request.stream(), error, cereal::make_nvp("mode", mode)))
-    {
-        logger().warning("ModeHandler::post " + error);
-        HandlerContract::sendError(response, Response::HTTP_BAD_REQUEST, HandlerContract::MALFORMED_ARGUMENTS);
+    if (!readArguments(request.stream(), response, "ModeHandler::post", cereal::make_nvp("mode", mode)))
         return;
-    }
     if (!setMode(mode))
     {
         HandlerContract::sendError(response, Response::HTTP_BAD_REQUEST, "Could not set mode to " + mode);

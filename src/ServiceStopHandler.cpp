@@ -3,16 +3,13 @@
 #include "pemo/system/HandlerContract.h"
 #include "pemo/system/ServiceManager.h"
 
-#include <sstream>
-#include <string>
 #include <utility>
-#include <vector>
 
 namespace pemo {
 namespace system {
 
 ServiceStopHandler::ServiceStopHandler(std::shared_ptr<ServiceManager> serviceManager)
-    : SystemHandler("SystemManager.ServiceStopHandler"), _serviceManager(std::move(serviceManager))
+    : ServiceCommandHandler("SystemManager.ServiceStopHandler", std::move(serviceManager))
 {
 }
 
@@ -20,35 +17,13 @@ ServiceStopHandler::~ServiceStopHandler() = default;
 
 void ServiceStopHandler::post(Request& request, Response& response, const Captures&, SessionPtr)
 {
-    logger().trace("ServiceStopHandler::post");
-    // Consume the body first so the connection stays usable whatever the answer.
-    const std::string body = HandlerContract::readBody(request.stream());
-    if (!_serviceManager)
-    {
-        HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR, "No service manager running");
-        return;
-    }
+    const std::string operation = "ServiceStopHandler::post";
+    logger().trace(operation);
     std::vector<std::string> names;
-    std::istringstream in(body);
-    std::string error;
-    if (!HandlerContract::readJSON(in, error, cereal::make_nvp("services", names)))
-    {
-        logger().warning("ServiceStopHandler::post malformed body: " + error);
-        HandlerContract::sendError(response, Response::HTTP_BAD_REQUEST, HandlerContract::MALFORMED_ARGUMENTS);
+    if (!readNames(request, response, operation, names))
         return;
-    }
-    try
-    {
-        _serviceManager->stopServices(names);
-    }
-    catch (const ServiceManagerException& e)
-    {
-        logger().warning("ServiceStopHandler::post " + std::string(e.what()));
-        HandlerContract::sendError(response, Response::HTTP_BAD_REQUEST,
-                                   std::string("Failed to stop services: ") + e.what());
-        return;
-    }
-    HandlerContract::sendNoContent(response);
+    if (runStep(response, operation, "Failed to stop services: ", [&] { serviceManager().stopServices(names); }))
+        HandlerContract::sendNoContent(response);
 }
 
 } // namespace system

@@ -51,14 +51,8 @@ void SessionCurrentHandler::post(Request& request, Response& response, const Cap
         return;
     }
     std::string token;
-    std::istringstream in(body);
-    std::string error;
-    if (!HandlerContract::readJSON(in, error, cereal::make_nvp("session", token)))
-    {
-        logger().warning("SessionCurrentHandler::post malformed body: " + error);
-        HandlerContract::sendError(response, Response::HTTP_BAD_REQUEST, HandlerContract::MALFORMED_ARGUMENTS);
+    if (!readArguments(body, response, "SessionCurrentHandler::post", cereal::make_nvp("session", token)))
         return;
-    }
     bool told = false;
     try
     {

@@ -28,14 +28,8 @@ void SessionDeleteHandler::post(Request& request, Response& response, const Capt
         return;
     }
     std::string token;
-    std::istringstream in(body);
-    std::string error;
-    if (!HandlerContract::readJSON(in, error, cereal::make_nvp("session", token)))
-    {
-        logger().warning("SessionDeleteHandler::post malformed body: " + error);
-        HandlerContract::sendError(response, Response::HTTP_BAD_REQUEST, HandlerContract::MALFORMED_ARGUMENTS);
+    if (!readArguments(body, response, "SessionDeleteHandler::post", cereal::make_nvp("session", token)))
         return;
-    }
     bool told = false;
     try
     {

@@ -29,14 +29,9 @@ void SkillLaunchHandler::post(Request& request, Response& response, const Captur
         return;
     }
     SkillManager::LaunchArgs args;
-    std::string error;
-    if (!HandlerContract::readJSON(body, error, cereal::make_nvp("name", args.name),
-                                   cereal::make_nvp("context", args.context)))
-    {
-        logger().warning("SkillLaunchHandler::post malformed body: " + error);
-        HandlerContract::sendError(response, Response::HTTP_BAD_REQUEST, HandlerContract::MALFORMED_ARGUMENTS);
+    if (!readArguments(body, response, "SkillLaunchHandler::post", cereal::make_nvp("name", args.name),
+                       cereal::make_nvp("context", args.context)))
         return;
-    }
     bool launched = false;
     try
     {

@@ -29,13 +29,8 @@ void SkillTerminateHandler::post(Request& request, Response& response, const Cap
         return;
     }
     std::string name;
-    std::string error;
-    if (!HandlerContract::readJSON(body, error, cereal::make_nvp("name", name)))
-    {
-        logger().warning("SkillTerminateHandler::post malformed body: " + error);
-        HandlerContract::sendError(response, Response::HTTP_BAD_REQUEST, HandlerContract::MALFORMED_ARGUMENTS);
+    if (!readArguments(body, response, "SkillTerminateHandler::post", cereal::make_nvp("name", name)))
         return;
-    }
     bool terminated = false;
     try
     {

@@ -97,24 +97,24 @@ void ManagementHandler::createSessions(std::istream& body)
 
 void ManagementHandler::selectSession(std::istream& body)
 {
-    Session session;
-    {
-        cereal::JSONInputArchive archive(body);
-        archive(cereal::make_nvp("session", session));
-    }
+    const Session session = readSession(body);
     _sessions.add(session);
     _core.onSelectSession(std::make_shared<Session>(session));
 }
 
 void ManagementHandler::deleteSession(std::istream& body)
 {
-    Session session;
-    {
-        cereal::JSONInputArchive archive(body);
-        archive(cereal::make_nvp("session", session));
-    }
+    const Session session = readSession(body);
     _sessions.remove(session.token);
     _core.onDeleteSession(std::make_shared<Session>(session));
+}
+
+Session ManagementHandler::readSession(std::istream& body)
+{
+    Session session;
+    cereal::JSONInputArchive archive(body);
+    archive(cereal::make_nvp("session", session));
+    return session;
 }
 
 // Backup and restore may name the staging directory as {"path": ...}; an

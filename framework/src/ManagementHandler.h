@@ -30,6 +30,7 @@ private:
     void createSessions(std::istream& body);
     void selectSession(std::istream& body);
     void deleteSession(std::istream& body);
+    static Session readSession(std::istream& body);
     static std::string readPath(std::istream& body);
     void serveHealth(Poco::Net::HTTPServerRequest& request, Poco::Net::HTTPServerResponse& response);
 

@@ -1,16 +1,14 @@
 #pragma once
 
-#include "pemo/system/SystemHandler.h"
+#include "pemo/system/ServiceCommandHandler.h"
 
 #include <memory>
 
 namespace pemo {
 namespace system {
 
-class ServiceManager;
-
 /// POST /service/start: enables the named services so the monitor launches them.
-class ServiceStartHandler : public SystemHandler
+class ServiceStartHandler : public ServiceCommandHandler
 {
 public:
     /// serviceManager may be null: every request is then answered 500 "No service manager running".
@@ -18,9 +16,6 @@ public:
     ~ServiceStartHandler() override;
 
     void post(Request& request, Response& response, const Captures& captures, SessionPtr session) override;
-
-private:
-    std::shared_ptr<ServiceManager> _serviceManager;
 };
 
 } // namespace system

@@ -1,16 +1,14 @@
 #pragma once
 
-#include "pemo/system/SystemHandler.h"
+#include "pemo/system/ServiceCommandHandler.h"
 
 #include <memory>
 
 namespace pemo {
 namespace system {
 
-class ServiceManager;
-
 /// POST /service/stop: disables the named services and stops them.
-class ServiceStopHandler : public SystemHandler
+class ServiceStopHandler : public ServiceCommandHandler
 {
 public:
     /// serviceManager may be null: every request is then answered 500 "No service manager running".
@@ -18,9 +16,6 @@ public:
     ~ServiceStopHandler() override;
 
     void post(Request& request, Response& response, const Captures& captures, SessionPtr session) override;
-
-private:
-    std::shared_ptr<ServiceManager> _serviceManager;
 };
 
 } // namespace system
