@@ -161,8 +161,7 @@ void Archive::pack(const std::string& directory, const std::string& file)
     check(disk.get(), archive_read_disk_set_standard_lookup(disk.get()), "Cannot configure the disk reader");
     check(tar.get(), archive_write_add_filter_bzip2(tar.get()), "Cannot select bzip2");
     check(tar.get(), archive_write_set_format_ustar(tar.get()), "Cannot select ustar");
-    if (archive_read_disk_open(disk.get(), root.c_str()) != ARCHIVE_OK)
-        throw Poco::OpenFileException(root + ": " + errorOf(disk.get()));
+    check(disk.get(), archive_read_disk_open(disk.get(), root.c_str()), "Cannot open " + root);
     if (archive_write_open_filename(tar.get(), file.c_str()) != ARCHIVE_OK)
         throw Poco::CreateFileException(file + ": " + errorOf(tar.get()));
     copyTree(disk.get(), tar.get(), root);

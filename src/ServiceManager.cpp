@@ -11,6 +11,7 @@
 #include <Poco/FileStream.h>
 #include <Poco/Format.h>
 #include <Poco/NumberFormatter.h>
+#include <Poco/Path.h>
 
 #include <algorithm>
 #include <sstream>
@@ -89,6 +90,20 @@ void freshDirectory(const std::string& directory, const std::string& failure)
         if (staging.exists())
             staging.remove(true);
         staging.createDirectories();
+    }
+    catch (const Poco::Exception& e)
+    {
+        throw ServiceManagerException(failure + e.displayText());
+    }
+}
+
+// The transfer programs and the archive writer expect the archive's
+// directory to be there; on a freshly wiped device it may not be.
+void createParent(const std::string& file, const std::string& failure)
+{
+    try
+    {
+        Poco::File(Poco::Path(file).parent()).createDirectories();
     }
     catch (const Poco::Exception& e)
     {
@@ -336,6 +351,7 @@ void ServiceManager::stageBackup()
 {
     const Params::Transfer& backup = _params.backup;
     freshDirectory(backup.directory, "Error creating new backup directory: ");
+    createParent(backup.file, "Error creating new backup directory: ");
     writeVersionReport(backup.directory);
     tellServicesOrThrow("/_M_/system/backup", pathBody(backup.directory), "ServiceManager::backup ",
                         "Not every service acknowledged the backup");
@@ -372,6 +388,7 @@ void ServiceManager::restore()
 void ServiceManager::stageRestore()
 {
     const Params::Transfer& restore = _params.restore;
+    createParent(restore.file, "Error creating new restore directory: ");
     runTransfer(restore, DOWNLOAD, "ServiceManager::restore ", _logger);
     freshDirectory(restore.directory, "Error creating new restore directory: ");
     try

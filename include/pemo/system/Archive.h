@@ -13,10 +13,10 @@ public:
     /// Writes every entry below directory (directory itself excluded), header
     /// and data, into file as ustar with the bzip2 filter, each path relative
     /// to directory. Symbolic links are stored as links, never followed.
-    /// Throws Poco::OpenFileException when directory cannot be read,
-    /// Poco::CreateFileException when file cannot be created, and
-    /// Poco::IOException with libarchive's text when an entry cannot be read
-    /// or written (an entry ustar cannot hold, such as a socket, included).
+    /// Throws Poco::CreateFileException when file cannot be created, and
+    /// Poco::IOException with libarchive's text when directory or an entry
+    /// cannot be read or an entry cannot be written (one ustar cannot hold,
+    /// such as a socket, included); file is then left incomplete.
     static void pack(const std::string& directory, const std::string& file);
 
     /// Extracts every entry of file (tar, optionally bzip2-compressed) below

@@ -14,6 +14,7 @@
 #include <Poco/StreamCopier.h>
 
 #include <sstream>
+#include <utility>
 
 namespace pemo {
 namespace test {
@@ -24,6 +25,7 @@ struct RecordingService::State
     mutable std::mutex mutex;
     std::vector<pemo::ServiceRecord> records;
     std::vector<ReceivedRequest> requests;
+    std::function<void(const ReceivedRequest&)> reaction;
     Poco::Event released{Poco::Event::EVENT_MANUALRESET};
 };
 
@@ -41,10 +43,14 @@ public:
         Poco::StreamCopier::copyToString(request.stream(), received.body);
         if (received.method == "GET" && received.path == "/registry")
             return listRecords(response);
+        std::function<void(const ReceivedRequest&)> reaction;
         {
             std::lock_guard<std::mutex> lock(_state->mutex);
             _state->requests.push_back(received);
+            reaction = _state->reaction;
         }
+        if (reaction)
+            reaction(received);
         if (_state->silent)
             _state->released.wait();
         response.setStatusAndReason(Poco::Net::HTTPResponse::HTTP_NO_CONTENT);
@@ -109,6 +115,12 @@ void RecordingService::setRecords(const std::vector<pemo::ServiceRecord>& record
 {
     std::lock_guard<std::mutex> lock(_state->mutex);
     _state->records = records;
+}
+
+void RecordingService::onRequest(std::function<void(const ReceivedRequest&)> reaction)
+{
+    std::lock_guard<std::mutex> lock(_state->mutex);
+    _state->reaction = std::move(reaction);
 }
 
 std::vector<ReceivedRequest> RecordingService::requests() const

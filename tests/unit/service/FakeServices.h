@@ -9,6 +9,7 @@
 #include <Poco/Util/JSONConfiguration.h>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -39,6 +40,9 @@ public:
 
     std::uint16_t port() const;
     void setRecords(const std::vector<pemo::ServiceRecord>& records);
+    /// Runs reaction on each request other than the registry listing before
+    /// answering it, as a service acting on a management request would.
+    void onRequest(std::function<void(const ReceivedRequest&)> reaction);
     /// Every request other than the registry listing, oldest first.
     std::vector<ReceivedRequest> requests() const;
 

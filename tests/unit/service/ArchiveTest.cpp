@@ -1,0 +1,197 @@
+#include "ScratchDir.h"
+
+#include "pemo/system/Archive.h"
+
+#include <Poco/Exception.h>
+#include <Poco/File.h>
+
+#include <archive.h>
+#include <archive_entry.h>
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <map>
+#include <memory>
+
+namespace pemo {
+namespace system {
+namespace {
+
+using test::ScratchDir;
+
+struct Listed
+{
+    std::map<std::string, std::string> entries; // path name to symlink target or "" for others
+    int format = 0;
+    int filter = 0;
+};
+
+Listed list(const std::string& file)
+{
+    std::unique_ptr<struct archive, int (*)(struct archive*)> tar(archive_read_new(), archive_read_free);
+    archive_read_support_format_all(tar.get());
+    archive_read_support_filter_all(tar.get());
+    EXPECT_EQ(archive_read_open_filename(tar.get(), file.c_str(), 10240), ARCHIVE_OK);
+    Listed listed;
+    struct archive_entry* entry = nullptr;
+    while (archive_read_next_header(tar.get(), &entry) == ARCHIVE_OK)
+    {
+        const char* target = archive_entry_symlink(entry);
+        listed.entries[archive_entry_pathname(entry)] = target ? target : "";
+    }
+    listed.format = archive_format(tar.get());
+    listed.filter = archive_filter_code(tar.get(), 0);
+    return listed;
+}
+
+// An archive as an attacker could hand it over: entries given in order,
+// each a regular file unless it has a link target.
+struct Crafted
+{
+    std::string path;
+    std::string content;
+    std::string symlink;
+};
+
+void craft(const std::string& file, const std::vector<Crafted>& entries)
+{
+    std::unique_ptr<struct archive, int (*)(struct archive*)> tar(archive_write_new(), archive_write_free);
+    archive_write_set_format_ustar(tar.get());
+    ASSERT_EQ(archive_write_open_filename(tar.get(), file.c_str()), ARCHIVE_OK);
+    for (const auto& crafted : entries)
+    {
+        std::unique_ptr<struct archive_entry, void (*)(struct archive_entry*)> entry(archive_entry_new(),
+                                                                                       archive_entry_free);
+        archive_entry_set_pathname(entry.get(), crafted.path.c_str());
+        archive_entry_set_perm(entry.get(), 0644);
+        if (crafted.symlink.empty())
+        {
+            archive_entry_set_filetype(entry.get(), AE_IFREG);
+            archive_entry_set_size(entry.get(), static_cast<la_int64_t>(crafted.content.size()));
+        }
+        else
+        {
+            archive_entry_set_filetype(entry.get(), AE_IFLNK);
+            archive_entry_set_symlink(entry.get(), crafted.symlink.c_str());
+        }
+        ASSERT_EQ(archive_write_header(tar.get(), entry.get()), ARCHIVE_OK) << crafted.path;
+        archive_write_data(tar.get(), crafted.content.data(), crafted.content.size());
+    }
+    archive_write_close(tar.get());
+}
+
+unsigned modeOf(const std::string& path)
+{
+    struct stat info{};
+    EXPECT_EQ(::lstat(path.c_str(), &info), 0) << path;
+    return info.st_mode & 07777;
+}
+
+std::string linkOf(const std::string& path)
+{
+    char target[4096];
+    const ssize_t n = ::readlink(path.c_str(), target, sizeof(target));
+    return n < 0 ? std::string() : std::string(target, static_cast<std::size_t>(n));
+}
+
+bool exists(const std::string& path)
+{
+    struct stat info{};
+    return ::lstat(path.c_str(), &info) == 0;
+}
+
+class ArchiveTest : public ::testing::Test
+{
+protected:
+    ArchiveTest()
+    {
+        Poco::File(_tree.file("staging")).createDirectories();
+    }
+
+    std::string staging(const std::string& relative = "") const
+    {
+        return _tree.file("staging") + (relative.empty() ? "" : "/" + relative);
+    }
+
+    ScratchDir _tree;
+};
+
+TEST_F(ArchiveTest, ATreeComesBackWithItsContentModesAndLinksUnderRelativeNames)
+{
+    ScratchDir source;
+    Poco::File(source.file("svc/nested/deeper")).createDirectories();
+    Poco::File(source.file("empty")).createDirectories();
+    source.write("svc/nested/deeper/data.bin", std::string("\0\1binary\n", 9) + std::string(100000, 'x'));
+    ::chmod(source.write("svc/secret", "key").c_str(), 0600);
+    ::chmod(source.script("svc/run", "exit 0").c_str(), 0750);
+    source.write("svc/empty-file", "");
+    ASSERT_EQ(::symlink("nested/deeper/data.bin", source.file("svc/inside").c_str()), 0);
+    ASSERT_EQ(::symlink("/etc/hostname", source.file("svc/outside").c_str()), 0);
+    const std::string file = _tree.file("backup.tar.bz2");
+
+    Archive::pack(source.path() + "/", file);
+
+    const Listed listed = list(file);
+    EXPECT_EQ(listed.format, ARCHIVE_FORMAT_TAR_USTAR);
+    EXPECT_EQ(listed.filter, ARCHIVE_FILTER_BZIP2);
+    for (const auto& entry : listed.entries)
+        EXPECT_TRUE(entry.first.rfind("svc", 0) == 0 || entry.first.rfind("empty", 0) == 0) << entry.first;
+    EXPECT_EQ(listed.entries.count("svc/nested/deeper/data.bin"), 1u);
+    EXPECT_EQ(listed.entries.at("svc/outside"), "/etc/hostname") << "links are stored, not followed";
+
+    Archive::unpack(file, staging());
+    const std::string restored(staging("svc/nested/deeper/data.bin"));
+    std::ifstream in(restored, std::ios::binary);
+    const std::string content((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    EXPECT_EQ(content, std::string("\0\1binary\n", 9) + std::string(100000, 'x'));
+    EXPECT_EQ(modeOf(staging("svc/secret")), 0600u);
+    EXPECT_EQ(modeOf(staging("svc/run")), 0750u);
+    EXPECT_TRUE(exists(staging("svc/empty-file")));
+    EXPECT_TRUE(Poco::File(staging("empty")).isDirectory());
+    EXPECT_EQ(linkOf(staging("svc/inside")), "nested/deeper/data.bin");
+    EXPECT_EQ(linkOf(staging("svc/outside")), "/etc/hostname");
+}
+
+TEST_F(ArchiveTest, PathsThatClimbOutAreRefusedAndAbsoluteOnesLandInside)
+{
+    const std::string file = _tree.file("hostile.tar");
+    craft(file, {{"/absolute.txt", "a", ""}, {"../escaped.txt", "b", ""}, {"after.txt", "c", ""}});
+
+    EXPECT_THROW(Archive::unpack(file, staging()), Poco::IOException);
+
+    EXPECT_TRUE(exists(staging("absolute.txt")));
+    EXPECT_FALSE(exists(_tree.file("escaped.txt")));
+    EXPECT_FALSE(exists(staging("after.txt"))) << "extraction stops at the hostile entry";
+}
+
+TEST_F(ArchiveTest, NothingIsWrittenThroughALinkTheArchiveItselfPlanted)
+{
+    Poco::File(_tree.file("elsewhere")).createDirectories();
+    const std::string file = _tree.file("hostile.tar");
+    craft(file, {{"door", "", _tree.file("elsewhere")}, {"door/planted.txt", "x", ""}});
+
+    EXPECT_THROW(Archive::unpack(file, staging()), Poco::IOException);
+
+    EXPECT_FALSE(exists(_tree.file("elsewhere/planted.txt")));
+}
+
+TEST_F(ArchiveTest, AMissingOrForeignFileCannotBeOpened)
+{
+    _tree.write("not-an-archive", std::string(4096, 'z'));
+
+    EXPECT_THROW(Archive::unpack(_tree.file("missing.tar.bz2"), staging()), Poco::OpenFileException);
+    EXPECT_THROW(Archive::unpack(_tree.file("not-an-archive"), staging()), Poco::OpenFileException);
+}
+
+TEST_F(ArchiveTest, AnUnreadableTreeOrUnwritableArchiveThrows)
+{
+    EXPECT_THROW(Archive::pack(_tree.file("no-such-dir"), _tree.file("out.tar.bz2")), Poco::IOException);
+    EXPECT_THROW(Archive::pack(staging(), _tree.file("no-such-dir/out.tar.bz2")), Poco::CreateFileException);
+}
+
+} // namespace
+} // namespace system
+} // namespace pemo
