@@ -256,21 +256,6 @@ TEST_F(MaintenanceTest, WipeReachesEveryAddressAndFailsWhenOneCannotBeTold)
     EXPECT_GE(health.wipe.last_failure, health.wipe.last_success);
 }
 
-TEST_F(MaintenanceTest, WithoutAManagerEachEndpointSaysSo)
-{
-    test::FakeRequest request;
-    test::FakeResponse wipe, backup, restore;
-    WipeHandler(nullptr).post(request, wipe, {}, nullptr);
-    BackupHandler(nullptr).post(request, backup, {}, nullptr);
-    RestoreHandler(nullptr).post(request, restore, {}, nullptr);
-
-    for (const auto* response : {&wipe, &backup, &restore})
-    {
-        EXPECT_EQ(response->getStatus(), Poco::Net::HTTPResponse::HTTP_INTERNAL_SERVER_ERROR);
-        EXPECT_EQ(response->getReason(), "No service manager");
-    }
-}
-
 } // namespace
 } // namespace system
 } // namespace pemo
