@@ -1,3 +1,4 @@
+#include "pemo/ThreadedSubsystem.h"
 #include "pemo/util/Join.h"
 #include "pemo/util/PipeCleaner.h"
 #include "pemo/util/Worker.h"
@@ -104,6 +105,44 @@ TEST(PipeCleanerTest, StopReturnsWhileTheWriteEndStaysOpen)
     cleaner.stop();
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
     EXPECT_EQ(channel->lines(), (std::vector<std::string>{"x: partial"}));
+}
+
+namespace {
+
+/// Counts its turns until asked to stop.
+class Ticker : public pemo::ThreadedSubsystem
+{
+public:
+    Ticker() : ThreadedSubsystem("Ticker") {}
+    std::atomic<int> turns{0};
+
+protected:
+    void initialize(Poco::Util::Application&) override {}
+    void uninitialize() override {}
+    void run() override
+    {
+        while (!stopRequested())
+        {
+            ++turns;
+            Poco::Thread::sleep(1);
+        }
+    }
+};
+
+} // namespace
+
+TEST(ThreadedSubsystemTest, RunsBetweenStartAndStopAndRefusesASecondStart)
+{
+    Poco::AutoPtr<Ticker> ticker(new Ticker);
+    ticker->start();
+    while (ticker->turns == 0)
+        Poco::Thread::sleep(1);
+    EXPECT_THROW(ticker->start(), Poco::SystemException);
+    ticker->stop();
+    const int turns = ticker->turns;
+    Poco::Thread::sleep(20);
+    EXPECT_EQ(ticker->turns, turns);
+    ticker->stop();
 }
 
 TEST(JoinTest, SeparatesButDoesNotTerminate)
