@@ -11,7 +11,7 @@ namespace pemo {
 namespace system {
 
 SessionCurrentHandler::SessionCurrentHandler(std::shared_ptr<SessionManager> sm)
-    : SystemHandler("SystemManager.SessionCurrentHandler"), _sm(std::move(sm))
+    : SessionHandler("SystemManager.SessionCurrentHandler", std::move(sm))
 {
 }
 
@@ -20,11 +20,8 @@ SessionCurrentHandler::~SessionCurrentHandler() = default;
 void SessionCurrentHandler::get(Request&, Response& response, const Captures&, SessionPtr)
 {
     logger().trace("SessionCurrentHandler::get");
-    if (!_sm)
-    {
-        HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR, "SessionManager not running");
+    if (!running(response))
         return;
-    }
     std::shared_ptr<pemo::Session> session;
     try
     {
@@ -43,15 +40,8 @@ void SessionCurrentHandler::get(Request&, Response& response, const Captures&, S
 void SessionCurrentHandler::post(Request& request, Response& response, const Captures&, SessionPtr)
 {
     logger().trace("SessionCurrentHandler::post");
-    // Consume the body first so the connection stays usable whatever the answer.
-    const std::string body = HandlerContract::readBody(request.stream());
-    if (!_sm)
-    {
-        HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR, "SessionManager not running");
-        return;
-    }
     std::string token;
-    if (!readArguments(body, response, "SessionCurrentHandler::post", cereal::make_nvp("session", token)))
+    if (!readToken(request, response, "SessionCurrentHandler::post", token))
         return;
     bool told = false;
     try
@@ -64,13 +54,7 @@ void SessionCurrentHandler::post(Request& request, Response& response, const Cap
         HandlerContract::sendError(response, Response::HTTP_BAD_REQUEST, "No current session");
         return;
     }
-    if (!told)
-    {
-        HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR,
-                                   "Failed to communicate to other services");
-        return;
-    }
-    HandlerContract::sendNoContent(response);
+    answerTold(response, told);
 }
 
 } // namespace system

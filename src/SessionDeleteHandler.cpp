@@ -11,7 +11,7 @@ namespace pemo {
 namespace system {
 
 SessionDeleteHandler::SessionDeleteHandler(std::shared_ptr<SessionManager> sm)
-    : SystemHandler("SystemManager.SessionDeleteHandler"), _sm(std::move(sm))
+    : SessionHandler("SystemManager.SessionDeleteHandler", std::move(sm))
 {
 }
 
@@ -20,15 +20,8 @@ SessionDeleteHandler::~SessionDeleteHandler() = default;
 void SessionDeleteHandler::post(Request& request, Response& response, const Captures&, SessionPtr)
 {
     logger().trace("SessionDeleteHandler::post");
-    // Consume the body first so the connection stays usable whatever the answer.
-    const std::string body = HandlerContract::readBody(request.stream());
-    if (!_sm)
-    {
-        HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR, "SessionManager not running");
-        return;
-    }
     std::string token;
-    if (!readArguments(body, response, "SessionDeleteHandler::post", cereal::make_nvp("session", token)))
+    if (!readToken(request, response, "SessionDeleteHandler::post", token))
         return;
     bool told = false;
     try
@@ -41,13 +34,7 @@ void SessionDeleteHandler::post(Request& request, Response& response, const Capt
         HandlerContract::sendError(response, Response::HTTP_NOT_FOUND);
         return;
     }
-    if (!told)
-    {
-        HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR,
-                                   "Failed to communicate to other services");
-        return;
-    }
-    HandlerContract::sendNoContent(response);
+    answerTold(response, told);
 }
 
 } // namespace system

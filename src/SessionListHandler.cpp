@@ -11,7 +11,7 @@ namespace pemo {
 namespace system {
 
 SessionListHandler::SessionListHandler(std::shared_ptr<SessionManager> sm)
-    : SystemHandler("SystemManager.SessionListHandler"), _sm(std::move(sm))
+    : SessionHandler("SystemManager.SessionListHandler", std::move(sm))
 {
 }
 
@@ -20,11 +20,8 @@ SessionListHandler::~SessionListHandler() = default;
 void SessionListHandler::get(Request&, Response& response, const Captures&, SessionPtr)
 {
     logger().trace("SessionListHandler::get");
-    if (!_sm)
-    {
-        HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR, "SessionManager not running");
+    if (!running(response))
         return;
-    }
     std::vector<std::string> sessions;
     try
     {

@@ -10,7 +10,7 @@ namespace pemo {
 namespace system {
 
 SessionRequestHandler::SessionRequestHandler(std::shared_ptr<SessionManager> sm)
-    : SystemHandler("SystemManager.SessionCreateHandler"), _sm(std::move(sm))
+    : SessionHandler("SystemManager.SessionCreateHandler", std::move(sm))
 {
 }
 
@@ -19,11 +19,8 @@ SessionRequestHandler::~SessionRequestHandler() = default;
 void SessionRequestHandler::get(Request&, Response& response, const Captures&, SessionPtr)
 {
     logger().trace("SessionRequestHandler::get");
-    if (!_sm)
-    {
-        HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR, "SessionManager not running");
+    if (!running(response))
         return;
-    }
     std::shared_ptr<pemo::Session> session;
     try
     {

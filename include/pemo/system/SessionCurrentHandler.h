@@ -1,16 +1,14 @@
 #pragma once
 
-#include "pemo/system/SystemHandler.h"
+#include "pemo/system/SessionHandler.h"
 
 #include <memory>
 
 namespace pemo {
 namespace system {
 
-class SessionManager;
-
 /// GET /session/current answers the current session; POST selects one.
-class SessionCurrentHandler : public SystemHandler
+class SessionCurrentHandler : public SessionHandler
 {
 public:
     /// sm may be null: every request is then answered 500 "SessionManager not running".
@@ -19,9 +17,6 @@ public:
 
     void get(Request& request, Response& response, const Captures& captures, SessionPtr session) override;
     void post(Request& request, Response& response, const Captures& captures, SessionPtr session) override;
-
-private:
-    std::shared_ptr<SessionManager> _sm;
 };
 
 } // namespace system

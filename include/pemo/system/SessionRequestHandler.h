@@ -1,16 +1,14 @@
 #pragma once
 
-#include "pemo/system/SystemHandler.h"
+#include "pemo/system/SessionHandler.h"
 
 #include <memory>
 
 namespace pemo {
 namespace system {
 
-class SessionManager;
-
 /// GET /session/request: creates a session and answers it.
-class SessionRequestHandler : public SystemHandler
+class SessionRequestHandler : public SessionHandler
 {
 public:
     /// sm may be null: every request is then answered 500 "SessionManager not running".
@@ -18,9 +16,6 @@ public:
     ~SessionRequestHandler() override;
 
     void get(Request& request, Response& response, const Captures& captures, SessionPtr session) override;
-
-private:
-    std::shared_ptr<SessionManager> _sm;
 };
 
 } // namespace system
