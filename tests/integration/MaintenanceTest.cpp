@@ -44,35 +44,15 @@ bool leftOnDevice(const SimDevice& device, const std::string& path)
     return Poco::File(device.statePath("device" + path)).exists();
 }
 
-class MaintenanceTest : public ::testing::Test
+class MaintenanceTest : public SharedServiceDeviceTest
 {
 protected:
     static void SetUpTestSuite()
     {
-        overlay = new TempDir;
-        configDir = new TempDir;
-        device = startDevice({recorderService("keeper", 1, 9121, {"keeper"})}, {}, *overlay, *configDir).release();
+        startShared({recorderService("keeper", 1, 9121, {"keeper"})});
         eventually([] { return systemLog(*device).find("Got startup event from keeper") != std::string::npos; });
     }
-
-    static void TearDownTestSuite()
-    {
-        EXPECT_EQ(device->stop(), 0);
-        delete device;
-        delete overlay;
-        delete configDir;
-    }
-
-    static ApiClient api() { return ApiClient(device->port(), device->token()); }
-
-    static SimDevice* device;
-    static TempDir* overlay;
-    static TempDir* configDir;
 };
-
-SimDevice* MaintenanceTest::device = nullptr;
-TempDir* MaintenanceTest::overlay = nullptr;
-TempDir* MaintenanceTest::configDir = nullptr;
 
 TEST_F(MaintenanceTest, BackupHandsTheArchiveToTheProgramAndLeavesNothingBehind)
 {

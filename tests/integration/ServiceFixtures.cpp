@@ -103,4 +103,32 @@ bool eventually(const std::function<bool()>& done, std::chrono::milliseconds lim
     return true;
 }
 
+SimDevice* SharedServiceDeviceTest::device = nullptr;
+TempDir* SharedServiceDeviceTest::overlay = nullptr;
+TempDir* SharedServiceDeviceTest::configDir = nullptr;
+
+void SharedServiceDeviceTest::startShared(const std::vector<std::string>& services,
+                                          const std::vector<std::pair<std::string, std::string>>& scripts,
+                                          int connectionTimeoutMs)
+{
+    overlay = new TempDir;
+    configDir = new TempDir;
+    device = startDevice(services, scripts, *overlay, *configDir, connectionTimeoutMs).release();
+}
+
+void SharedServiceDeviceTest::TearDownTestSuite()
+{
+    EXPECT_EQ(device->stop(), 0);
+    delete device;
+    delete overlay;
+    delete configDir;
+    device = nullptr;
+    overlay = configDir = nullptr;
+}
+
+ApiClient SharedServiceDeviceTest::api()
+{
+    return ApiClient(device->port(), device->token());
+}
+
 } // namespace pemo::test

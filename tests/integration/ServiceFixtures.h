@@ -7,6 +7,8 @@
 #include "Http.h"
 #include "SimDevice.h"
 
+#include <gtest/gtest.h>
+
 #include <chrono>
 #include <functional>
 #include <memory>
@@ -40,5 +42,21 @@ int occurrences(const std::string& text, const std::string& what);
 
 // Polls until done() or the time is up; returns done()'s last answer.
 bool eventually(const std::function<bool()>& done, std::chrono::milliseconds limit = std::chrono::seconds(10));
+
+// A test suite whose tests share one device supervising test programs: the
+// suite's SetUpTestSuite calls startShared(), the base stops the device.
+class SharedServiceDeviceTest : public ::testing::Test
+{
+protected:
+    static void startShared(const std::vector<std::string>& services,
+                            const std::vector<std::pair<std::string, std::string>>& scripts = {},
+                            int connectionTimeoutMs = 5000);
+    static void TearDownTestSuite();
+    static ApiClient api();
+
+    static SimDevice* device;
+    static TempDir* overlay;
+    static TempDir* configDir;
+};
 
 } // namespace pemo::test

@@ -14,49 +14,27 @@ namespace {
 
 const std::string SIGNAL = DEVICE_BIN + "pemo-signal-startup $$";
 
-class ServiceSupervisionTest : public ::testing::Test
+class ServiceSupervisionTest : public SharedServiceDeviceTest
 {
 protected:
     static void SetUpTestSuite()
     {
-        overlay = new TempDir;
-        configDir = new TempDir;
-        device = startDevice(
-                     {scriptService("crasher", 1, R"(, "startup_timeout": 300, "crash_code": "TEST_CRASH")"),
-                      scriptService("mute", 2, R"(, "startup_timeout": 300)"),
-                      scriptService("stubborn", 3, R"(, "shutdown_timeout": 500)"),
-                      recorderService("pair", 4, 9101, {"pair-one", "pair-two"}),
-                      recorderService("silent", 5, 9102, {"silent"}, true),
-                      recorderService("solo", 6, 9103, {"solo"})},
-                     {{"crasher", "exit 3"},
-                      {"mute", "exec sleep 600"},
-                      {"stubborn", "trap '' INT\n" + SIGNAL + "\nwhile :; do sleep 0.1; done"}},
-                     *overlay, *configDir, 1000)
-                     .release();
+        startShared({scriptService("crasher", 1, R"(, "startup_timeout": 300, "crash_code": "TEST_CRASH")"),
+                     scriptService("mute", 2, R"(, "startup_timeout": 300)"),
+                     scriptService("stubborn", 3, R"(, "shutdown_timeout": 500)"),
+                     recorderService("pair", 4, 9101, {"pair-one", "pair-two"}),
+                     recorderService("silent", 5, 9102, {"silent"}, true),
+                     recorderService("solo", 6, 9103, {"solo"})},
+                    {{"crasher", "exit 3"},
+                     {"mute", "exec sleep 600"},
+                     {"stubborn", "trap '' INT\n" + SIGNAL + "\nwhile :; do sleep 0.1; done"}},
+                    1000);
         // The recorders are the last to start; once the last has registered,
         // every service has been launched at least once.
         eventually([] { return systemLog(*device).find("Got startup event from solo") != std::string::npos; },
                    std::chrono::seconds(20));
     }
-
-    static void TearDownTestSuite()
-    {
-        EXPECT_EQ(device->stop(), 0);
-        delete device;
-        delete overlay;
-        delete configDir;
-    }
-
-    static ApiClient api() { return ApiClient(device->port(), device->token()); }
-
-    static SimDevice* device;
-    static TempDir* overlay;
-    static TempDir* configDir;
 };
-
-SimDevice* ServiceSupervisionTest::device = nullptr;
-TempDir* ServiceSupervisionTest::overlay = nullptr;
-TempDir* ServiceSupervisionTest::configDir = nullptr;
 
 TEST_F(ServiceSupervisionTest, CrashingServiceIsLoggedAndRelaunchedAndTheStateIsRecovery)
 {
