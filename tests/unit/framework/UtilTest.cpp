@@ -1,10 +1,11 @@
+#include "LogCapture.h"
+
 #include "pemo/ThreadedSubsystem.h"
 #include "pemo/util/Join.h"
 #include "pemo/util/PipeCleaner.h"
 #include "pemo/util/Worker.h"
 
 #include <Poco/AutoPtr.h>
-#include <Poco/Channel.h>
 #include <Poco/Message.h>
 #include <Poco/Process.h>
 #include <Poco/Thread.h>
@@ -13,33 +14,11 @@
 
 #include <chrono>
 #include <list>
-#include <mutex>
 #include <vector>
 
 using namespace pemo::util;
 
 namespace {
-
-/// Records every message logged to it.
-class CaptureChannel : public Poco::Channel
-{
-public:
-    void log(const Poco::Message& message) override
-    {
-        std::lock_guard<std::mutex> lock(_mutex);
-        _lines.push_back(message.getText());
-    }
-
-    std::vector<std::string> lines()
-    {
-        std::lock_guard<std::mutex> lock(_mutex);
-        return _lines;
-    }
-
-private:
-    std::mutex _mutex;
-    std::vector<std::string> _lines;
-};
 
 class CountingWorker : public Worker
 {
@@ -54,15 +33,6 @@ public:
     std::atomic<int> passes{0};
     int cancelledAfter = -1;
 };
-
-Poco::Logger& captureLogger(const std::string& name, Poco::AutoPtr<CaptureChannel>& channel)
-{
-    channel = new CaptureChannel;
-    Poco::Logger& logger = Poco::Logger::get(name);
-    logger.setChannel(channel);
-    logger.setLevel(Poco::Message::PRIO_TRACE);
-    return logger;
-}
 
 } // namespace
 
@@ -82,29 +52,29 @@ TEST(WorkerTest, CancelWakesASleepingWorkAndRunsOnCancelOnce)
 
 TEST(PipeCleanerTest, LogsEveryLineWithItsPrefixIncludingAnUnterminatedLast)
 {
-    Poco::AutoPtr<CaptureChannel> channel;
-    PipeCleaner cleaner(captureLogger("PipeCleanerTest.lines", channel));
+    pemo::test::LogCapture log("PipeCleanerTest.lines");
+    PipeCleaner cleaner(Poco::Logger::get("PipeCleanerTest.lines"));
     Poco::Pipe out;
     std::vector<std::string> args{"-c", "printf 'one\\ntwo\\nthree'"};
     auto handle = Poco::Process::launch("/bin/sh", args, nullptr, &out, &out);
     cleaner.start(out, "svc: ");
     handle.wait();
     cleaner.stop();
-    EXPECT_EQ(channel->lines(), (std::vector<std::string>{"svc: one", "svc: two", "svc: three"}));
+    EXPECT_EQ(log.messages(), (std::vector<std::string>{"svc: one", "svc: two", "svc: three"}));
 }
 
 // A grandchild that keeps the write end open must not hang stop().
 TEST(PipeCleanerTest, StopReturnsWhileTheWriteEndStaysOpen)
 {
-    Poco::AutoPtr<CaptureChannel> channel;
-    PipeCleaner cleaner(captureLogger("PipeCleanerTest.open", channel));
+    pemo::test::LogCapture log("PipeCleanerTest.open");
+    PipeCleaner cleaner(Poco::Logger::get("PipeCleanerTest.open"));
     Poco::Pipe out;
     cleaner.start(out, "x: ");
     out.writeBytes("partial\n", 8);
     const auto start = std::chrono::steady_clock::now();
     cleaner.stop();
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
-    EXPECT_EQ(channel->lines(), (std::vector<std::string>{"x: partial"}));
+    EXPECT_EQ(log.messages(), (std::vector<std::string>{"x: partial"}));
 }
 
 namespace {

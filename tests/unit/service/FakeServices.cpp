@@ -145,50 +145,6 @@ Poco::AutoPtr<Poco::Util::JSONConfiguration> jsonConfig(const std::string& json)
     return new Poco::Util::JSONConfiguration(in);
 }
 
-class LogCapture::Sink : public Poco::Channel
-{
-public:
-    void log(const Poco::Message& message) override
-    {
-        std::lock_guard<std::mutex> lock(mutex);
-        messages.push_back(message.getText());
-    }
-
-    mutable std::mutex mutex;
-    std::vector<std::string> messages;
-};
-
-LogCapture::LogCapture(const std::string& logger) : _logger(logger), _sink(new Sink)
-{
-    Poco::Logger& target = Poco::Logger::get(_logger);
-    _previous = Poco::AutoPtr<Poco::Channel>(target.getChannel(), true);
-    _previousLevel = target.getLevel();
-    target.setChannel(_sink);
-    target.setLevel(Poco::Message::PRIO_TRACE);
-}
-
-LogCapture::~LogCapture()
-{
-    Poco::Logger& target = Poco::Logger::get(_logger);
-    target.setChannel(_previous);
-    target.setLevel(_previousLevel);
-}
-
-std::vector<std::string> LogCapture::messages() const
-{
-    std::lock_guard<std::mutex> lock(_sink->mutex);
-    return _sink->messages;
-}
-
-bool LogCapture::contains(const std::string& text) const
-{
-    for (const auto& message : messages())
-    {
-        if (message.find(text) != std::string::npos)
-            return true;
-    }
-    return false;
-}
 
 } // namespace test
 } // namespace pemo

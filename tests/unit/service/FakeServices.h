@@ -1,5 +1,7 @@
 #pragma once
 
+#include "LogCapture.h"
+
 #include <pemo/ServiceRecord.h>
 
 #include <Poco/AutoPtr.h>
@@ -59,23 +61,6 @@ pemo::ServiceRecord recordAt(const std::string& name, std::uint16_t port);
 /// A configuration read from JSON text.
 Poco::AutoPtr<Poco::Util::JSONConfiguration> jsonConfig(const std::string& json);
 
-/// Collects the messages logged on one logger while it lives.
-class LogCapture
-{
-public:
-    explicit LogCapture(const std::string& logger);
-    ~LogCapture();
-
-    std::vector<std::string> messages() const;
-    bool contains(const std::string& text) const;
-
-private:
-    class Sink;
-    std::string _logger;
-    Poco::AutoPtr<Sink> _sink;
-    Poco::AutoPtr<Poco::Channel> _previous;
-    int _previousLevel;
-};
 
 } // namespace test
 } // namespace pemo

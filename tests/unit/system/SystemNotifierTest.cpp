@@ -1,4 +1,5 @@
 #include "FakeHTTP.h"
+#include "LogCapture.h"
 
 #include "pemo/system/SystemNotifier.h"
 #include "pemo/system/SystemNotifyHandler.h"
@@ -22,59 +23,23 @@ using pemo::system::SystemNotifier;
 
 namespace {
 
-// Keeps what the notifier logs, so the redaction can be checked.
-class RecordingChannel : public Poco::Channel
-{
-public:
-    void log(const Poco::Message& message) override
-    {
-        std::lock_guard<std::mutex> lock(_mutex);
-        _lines.push_back(message.getText());
-    }
-
-    std::vector<std::string> lines()
-    {
-        std::lock_guard<std::mutex> lock(_mutex);
-        return _lines;
-    }
-
-private:
-    std::mutex _mutex;
-    std::vector<std::string> _lines;
-};
 
 class SystemNotifierTest : public ::testing::Test
 {
 protected:
-    SystemNotifierTest() : port(reactor, 16384), notifier(port), channel(new RecordingChannel)
-    {
-        Poco::Logger& logger = Poco::Logger::get("SystemManager.SystemNotifier");
-        logger.setChannel(channel);
-        logger.setLevel(Poco::Message::PRIO_TRACE);
-    }
+    SystemNotifierTest() : port(reactor, 16384), notifier(port) {}
 
-    ~SystemNotifierTest() override
-    {
-        notifier.stop();
-        Poco::Logger::get("SystemManager.SystemNotifier").setChannel(nullptr);
-    }
+    ~SystemNotifierTest() override { notifier.stop(); }
 
     // Due an hour from now: the worker leaves it in the queue.
     static Poco::Timestamp later() { return Poco::Timestamp() + Poco::Timespan(3600, 0); }
 
-    std::vector<std::string> linesContaining(const std::string& text)
-    {
-        std::vector<std::string> found;
-        for (const auto& line : channel->lines())
-            if (line.find(text) != std::string::npos)
-                found.push_back(line);
-        return found;
-    }
+    std::vector<std::string> linesContaining(const std::string& text) const { return log.containing(text); }
 
     Poco::Net::SocketReactor reactor;
     pemo::Port port;
     SystemNotifier notifier;
-    Poco::AutoPtr<RecordingChannel> channel;
+    pemo::test::LogCapture log{"SystemManager.SystemNotifier"};
 };
 
 } // namespace
@@ -120,11 +85,11 @@ TEST_F(SystemNotifierTest, LogsOnlyARedactedCopy)
     EXPECT_EQ(R"(SystemNotifier::notify enqueue '{"type":"T","data":"**REDACTED**"}')", enqueued[0]);
     EXPECT_EQ(R"(SystemNotifier::notify enqueue '{"type":"U","data":"**REDACTED**"}')", enqueued[1]);
     EXPECT_EQ("SystemNotifier::notify enqueue 'not json at all'", enqueued[2]);
-    for (const auto& line : channel->lines())
+    for (const auto& line : log.messages())
         EXPECT_EQ(std::string::npos, line.find("s3cr3t")) << line;
 
     // The error line comes first, then the message as received.
-    const auto lines = channel->lines();
+    const auto lines = log.messages();
     ASSERT_GE(lines.size(), 2u);
     EXPECT_EQ(0u, lines[lines.size() - 2].find("SystemNotifier::notify error redacting message: "));
     EXPECT_EQ(enqueued[2], lines.back());
