@@ -11,7 +11,7 @@ namespace pemo {
 namespace {
 
 const std::string SYSTEM_MANAGER("system-manager");
-constexpr long LOOKUP_TICK_MS = 1000;
+constexpr long LOOKUP_TICK_MS = 200;
 constexpr auto KNOWN_LOOKUP_INTERVAL = std::chrono::seconds(10);
 
 } // namespace

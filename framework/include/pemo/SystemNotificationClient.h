@@ -40,7 +40,7 @@ private:
 /// ones it relays as SystemNotificationEvents to observers.
 ///
 /// The client finds the system manager through the registry record
-/// "system-manager", polled once a second until found and every ten seconds
+/// "system-manager", polled five times a second until found and every ten seconds
 /// after. With observers added and an authentication token set it keeps one
 /// WebSocket subscription to the notification port on the socket reactor.
 class SystemNotificationClient
