@@ -16,15 +16,6 @@ constexpr auto KNOWN_LOOKUP_INTERVAL = std::chrono::seconds(10);
 
 } // namespace
 
-SystemNotificationEvent::SystemNotificationEvent(const std::string& text) : _text(text)
-{
-}
-
-const std::string& SystemNotificationEvent::text() const
-{
-    return _text;
-}
-
 /// The live subscription and the one it replaced; the replaced one is kept
 /// a tick longer because the reactor may still be inside its callback.
 class SystemNotificationClient::Subscription

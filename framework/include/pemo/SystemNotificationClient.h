@@ -4,6 +4,7 @@
 #include "pemo/ServiceRecord.h"
 #include "pemo/ServiceRegistryClient.h"
 #include "pemo/SystemNotification.h"
+#include "pemo/SystemNotificationEvent.h"
 
 #include <Poco/Exception.h>
 #include <Poco/Logger.h>
@@ -11,7 +12,6 @@
 #include <Poco/Net/HTTPRequest.h>
 #include <Poco/Net/HTTPResponse.h>
 #include <Poco/Net/SocketReactor.h>
-#include <Poco/Notification.h>
 #include <Poco/NotificationCenter.h>
 #include <Poco/Timer.h>
 
@@ -23,18 +23,6 @@
 #include <string>
 
 namespace pemo {
-
-/// One system notification received from the system manager's
-/// "/system_notifications" port, as the text it was sent as.
-class SystemNotificationEvent : public Poco::Notification
-{
-public:
-    explicit SystemNotificationEvent(const std::string& text);
-    const std::string& text() const;
-
-private:
-    std::string _text;
-};
 
 /// Publishes system notifications to the system manager and delivers the
 /// ones it relays as SystemNotificationEvents to observers.
