@@ -66,6 +66,12 @@ void ServiceRegistryClient::setTimeout(const Poco::Timespan& timeout)
     _timeout = timeout;
 }
 
+Poco::Timespan ServiceRegistryClient::timeout() const
+{
+    std::lock_guard<std::mutex> lock(_mutex);
+    return _timeout;
+}
+
 std::string ServiceRegistryClient::getHost() const
 {
     std::lock_guard<std::mutex> lock(_mutex);
@@ -110,20 +116,20 @@ void expect(const Reply& reply, HTTPResponse::HTTPStatus status, const std::stri
 
 void ServiceRegistryClient::registerService(const ServiceRecord& record)
 {
-    const Reply reply = exchange(getHost(), getPort(), _timeout, HTTPRequest::HTTP_POST, "/registry", toJson(record));
+    const Reply reply = exchange(getHost(), getPort(), timeout(), HTTPRequest::HTTP_POST, "/registry", toJson(record));
     expect(reply, HTTPResponse::HTTP_NO_CONTENT, "register " + record.name);
 }
 
 void ServiceRegistryClient::deleteService(const std::string& name)
 {
-    const Reply reply = exchange(getHost(), getPort(), _timeout, HTTPRequest::HTTP_DELETE, recordPath(name), "");
+    const Reply reply = exchange(getHost(), getPort(), timeout(), HTTPRequest::HTTP_DELETE, recordPath(name), "");
     if (reply.status != HTTPResponse::HTTP_NOT_FOUND)
         expect(reply, HTTPResponse::HTTP_NO_CONTENT, "delete " + name);
 }
 
 std::vector<ServiceRecord> ServiceRegistryClient::getServices() const
 {
-    const Reply reply = exchange(getHost(), getPort(), _timeout, HTTPRequest::HTTP_GET, "/registry", "");
+    const Reply reply = exchange(getHost(), getPort(), timeout(), HTTPRequest::HTTP_GET, "/registry", "");
     expect(reply, HTTPResponse::HTTP_OK, "list services");
     std::vector<ServiceRecord> records;
     try
@@ -141,7 +147,7 @@ std::vector<ServiceRecord> ServiceRegistryClient::getServices() const
 
 std::optional<ServiceRecord> ServiceRegistryClient::findService(const std::string& name) const
 {
-    const Reply reply = exchange(getHost(), getPort(), _timeout, HTTPRequest::HTTP_GET, recordPath(name), "");
+    const Reply reply = exchange(getHost(), getPort(), timeout(), HTTPRequest::HTTP_GET, recordPath(name), "");
     if (reply.status == HTTPResponse::HTTP_NOT_FOUND)
         return std::nullopt;
     expect(reply, HTTPResponse::HTTP_OK, "find " + name);

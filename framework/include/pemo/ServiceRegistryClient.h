@@ -39,6 +39,8 @@ public:
     std::optional<ServiceRecord> findService(const std::string& name) const;
 
 private:
+    Poco::Timespan timeout() const;
+
     mutable std::mutex _mutex;
     std::string _host;
     std::uint16_t _port;
