@@ -2,7 +2,6 @@
 
 #include "pemo/system/SystemUtil.h"
 
-#include <Poco/Path.h>
 
 #include <gtest/gtest.h>
 
@@ -93,60 +92,4 @@ TEST_F(RunProgramTest, ExitStatusOfAFailedExecIsStillAStartedProgram)
 
     EXPECT_TRUE(result.started);
     EXPECT_EQ(72, result.exitCode);
-}
-
-class ModeProgramsTest : public ::testing::Test
-{
-protected:
-    ModeProgramsTest() : prefix(dir.path()) {}
-
-    // setMode runs a program that changes the device; make sure the one
-    // found is the stand-in before running anything.
-    void expectStandIn(const std::string& name)
-    {
-        Poco::Path found;
-        ASSERT_TRUE(Poco::Path::find(std::string(getenv("PATH")), name, found));
-        ASSERT_EQ(dir.file(name), found.toString());
-    }
-
-    ScratchDir dir;
-    PathPrefix prefix;
-};
-
-TEST_F(ModeProgramsTest, ModeAndVersionDropTrailingWhiteSpaceOnly)
-{
-    dir.script("pemo-getmode", "printf 'normal\\n'");
-    dir.script("pemo-version", "printf '  os 1.2\\nbuild 7 \\n\\n'");
-
-    EXPECT_EQ("normal", getMode());
-    EXPECT_EQ("  os 1.2\nbuild 7", version());
-}
-
-TEST_F(ModeProgramsTest, FailingOrMissingProgramsGiveEmptyText)
-{
-    Poco::Path installed;
-    if (!Poco::Path::find(std::string(getenv("PATH")), "pemo-getmode", installed))
-    {
-        EXPECT_EQ("", getMode());
-    }
-    if (!Poco::Path::find(std::string(getenv("PATH")), "pemo-version", installed))
-    {
-        EXPECT_EQ("", version());
-    }
-
-    dir.script("pemo-getmode", "printf 'normal'; exit 1");
-    dir.script("pemo-version", "printf '1.0'; exit 2");
-    EXPECT_EQ("", getMode());
-    EXPECT_EQ("", version());
-}
-
-TEST_F(ModeProgramsTest, SetModePassesTheModeAsOneArgumentAndFollowsTheExitStatus)
-{
-    dir.script("pemo-setmode", "printf '%s|' \"$#\" \"$1\" >> " + dir.file("calls") + "; [ \"$1\" != bad ]");
-    ASSERT_NO_FATAL_FAILURE(expectStandIn("pemo-setmode"));
-
-    EXPECT_TRUE(setMode("dev mode"));
-    EXPECT_TRUE(setMode(""));
-    EXPECT_FALSE(setMode("bad"));
-    EXPECT_EQ("1|dev mode|1||1|bad|", dir.read("calls"));
 }
