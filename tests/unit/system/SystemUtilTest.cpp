@@ -2,7 +2,6 @@
 
 #include "pemo/system/SystemUtil.h"
 
-
 #include <gtest/gtest.h>
 
 using namespace pemo::system;
