@@ -331,20 +331,28 @@ void ServiceManager::wipe()
 void ServiceManager::backup()
 {
     _logger.trace("ServiceManager::backup");
+    runTransferOperation("backup", _params.backup, &Health::backup, &ServiceManager::stageBackup);
+}
+
+// Backup and restore alike: one at a time, the staging directory and the
+// archive removed whatever happened, and every run counted.
+void ServiceManager::runTransferOperation(const std::string& name, const Params::Transfer& transfer,
+                                          Health::BWRStats Health::*stats, void (ServiceManager::*stage)())
+{
     Poco::FastMutex::ScopedLock lock(_maintenanceMutex);
-    const std::string deleteFailure("Error deleting backup artifacts: ");
+    const std::string deleteFailure("Error deleting " + name + " artifacts: ");
     try
     {
-        stageBackup();
-        removeArtifacts(_params.backup, deleteFailure);
+        (this->*stage)();
+        removeArtifacts(transfer, deleteFailure);
     }
     catch (...)
     {
-        discardArtifacts(_params.backup, deleteFailure, "ServiceManager::backup ", _logger);
-        count(&Health::backup, false);
+        discardArtifacts(transfer, deleteFailure, "ServiceManager::" + name + " ", _logger);
+        count(stats, false);
         throw;
     }
-    count(&Health::backup, true);
+    count(stats, true);
 }
 
 void ServiceManager::stageBackup()
@@ -369,20 +377,7 @@ void ServiceManager::stageBackup()
 void ServiceManager::restore()
 {
     _logger.trace("ServiceManager::restore");
-    Poco::FastMutex::ScopedLock lock(_maintenanceMutex);
-    const std::string deleteFailure("Error deleting restore artifacts: ");
-    try
-    {
-        stageRestore();
-        removeArtifacts(_params.restore, deleteFailure);
-    }
-    catch (...)
-    {
-        discardArtifacts(_params.restore, deleteFailure, "ServiceManager::restore ", _logger);
-        count(&Health::restore, false);
-        throw;
-    }
-    count(&Health::restore, true);
+    runTransferOperation("restore", _params.restore, &Health::restore, &ServiceManager::stageRestore);
 }
 
 void ServiceManager::stageRestore()

@@ -171,6 +171,8 @@ private:
     bool tellServices(const std::string& path, const std::string& body, const std::string& logPrefix);
     void tellServicesOrThrow(const std::string& path, const std::string& body, const std::string& logPrefix,
                              const std::string& failure);
+    void runTransferOperation(const std::string& name, const Params::Transfer& transfer,
+                              Health::BWRStats Health::*stats, void (ServiceManager::*stage)());
     void stageBackup();
     void stageRestore();
     void count(Health::BWRStats Health::*stats, bool succeeded);
