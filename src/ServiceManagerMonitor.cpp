@@ -1,13 +1,12 @@
 #include "pemo/system/ServiceManagerMonitor.h"
 
-#include <pemo/ErrorTracker.h>
-#include <pemo/ServiceApp.h>
+#include "pemo/system/StartupEvent.h"
 
-#include <Poco/Event.h>
+#include <pemo/ErrorTracker.h>
+
 #include <Poco/Exception.h>
 #include <Poco/NumberFormatter.h>
 
-#include <thread>
 #include <unordered_map>
 
 namespace pemo {
@@ -16,23 +15,6 @@ namespace system {
 namespace {
 
 using Type = ServiceManagerNotification::Type;
-
-// A named event has no timed wait, so a helper thread waits for it. When the
-// time is up the monitor signals the event itself to release that thread; a
-// child signalling in the same instant is then simply counted as late.
-bool waitForEvent(Poco::NamedEvent& event, long milliseconds)
-{
-    Poco::Event signalled;
-    std::thread waiter([&] {
-        event.wait();
-        signalled.set();
-    });
-    const bool inTime = signalled.tryWait(milliseconds);
-    if (!inTime)
-        event.set();
-    waiter.join();
-    return inTime;
-}
 
 // Any service not yet known makes the whole state unknown; otherwise any
 // relaunch or failed probe means recovery.
@@ -248,10 +230,10 @@ Type ServiceManager::Monitor::awaitStartup(Bucket& bucket, Type state)
         return state;
     }
     _logger.information("Service " + service.name() + " launched with PID " + Poco::NumberFormatter::format(pid));
-    const std::string eventName = pemo::ServiceApp::getStartupEventName(pid);
-    bucket.event = std::make_shared<Poco::NamedEvent>(eventName);
-    _logger.information("Waiting for startup event from " + service.name() + " " + eventName);
-    const bool started = waitForEvent(*bucket.event, service.startupTimeout());
+    StartupEvent startup(pid);
+    bucket.event = startup.event();
+    _logger.information("Waiting for startup event from " + service.name() + " " + startup.name());
+    const bool started = startup.wait(service.startupTimeout());
     bucket.event.reset();
     if (!started)
     {

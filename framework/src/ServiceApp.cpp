@@ -3,6 +3,7 @@
 #include "pemo/ServiceCore.h"
 
 #include <Poco/ClassLoader.h>
+#include <Poco/Exception.h>
 #include <Poco/Format.h>
 #include <Poco/NamedEvent.h>
 #include <Poco/Process.h>
@@ -122,10 +123,20 @@ void ServiceApp::loadService()
     addSubsystem(loader.create(name));
 }
 
+// The supervisor removes the event once it stops waiting, so a service that
+// starts late may find it gone; that is no reason to stop serving.
 void ServiceApp::signalStartup()
 {
-    Poco::NamedEvent event(getStartupEventName(static_cast<int>(Poco::Process::id())));
-    event.set();
+    try
+    {
+        Poco::NamedEvent event(getStartupEventName(static_cast<int>(Poco::Process::id())));
+        event.set();
+    }
+    catch (const Poco::Exception& e)
+    {
+        logger().warning("Cannot signal the start-up event: " + e.displayText() +
+                         "; a supervisor counts this start as failed, the service runs on");
+    }
 }
 
 int ServiceApp::main(const std::vector<std::string>&)
