@@ -1,8 +1,7 @@
 #include "pemo/system/ServiceManagerMonitor.h"
 
-#include "pemo/system/StartupEvent.h"
-
 #include <pemo/ErrorTracker.h>
+#include <pemo/StartupEvent.h>
 
 #include <Poco/Exception.h>
 #include <Poco/NumberFormatter.h>
@@ -191,8 +190,9 @@ Type ServiceManager::Monitor::supervise(Bucket& bucket)
     if (!mode.enabled)
         return state;
     _logger.information("Service.Monitor::work " + std::string("Launching service ") + service.name());
+    const Poco::Timestamp launched;
     service.launch(mode);
-    return awaitStartup(bucket, state);
+    return awaitStartup(bucket, state, launched);
 }
 
 Type ServiceManager::Monitor::probe(ServiceImpl& service)
@@ -220,7 +220,7 @@ Type ServiceManager::Monitor::probe(ServiceImpl& service)
     return ServiceManagerNotification::RECOVERY;
 }
 
-Type ServiceManager::Monitor::awaitStartup(Bucket& bucket, Type state)
+Type ServiceManager::Monitor::awaitStartup(Bucket& bucket, Type state, const Poco::Timestamp& launched)
 {
     ServiceImpl& service = *bucket.service;
     const int pid = service.pid();
@@ -230,7 +230,7 @@ Type ServiceManager::Monitor::awaitStartup(Bucket& bucket, Type state)
         return state;
     }
     _logger.information("Service " + service.name() + " launched with PID " + Poco::NumberFormatter::format(pid));
-    StartupEvent startup(pid);
+    pemo::StartupEvent startup(pid, launched);
     bucket.event = startup.event();
     _logger.information("Waiting for startup event from " + service.name() + " " + startup.name());
     const bool started = startup.wait(service.startupTimeout());

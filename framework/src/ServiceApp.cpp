@@ -1,11 +1,11 @@
 #include "pemo/ServiceApp.h"
 
 #include "pemo/ServiceCore.h"
+#include "pemo/StartupEvent.h"
 
 #include <Poco/ClassLoader.h>
 #include <Poco/Exception.h>
 #include <Poco/Format.h>
-#include <Poco/NamedEvent.h>
 #include <Poco/Process.h>
 #include <Poco/Util/HelpFormatter.h>
 #include <Poco/Util/IntValidator.h>
@@ -129,8 +129,7 @@ void ServiceApp::signalStartup()
 {
     try
     {
-        Poco::NamedEvent event(getStartupEventName(static_cast<int>(Poco::Process::id())));
-        event.set();
+        StartupEvent::signal(static_cast<int>(Poco::Process::id()));
     }
     catch (const Poco::Exception& e)
     {

@@ -1,7 +1,6 @@
-#include <pemo/ServiceApp.h>
+#include <pemo/StartupEvent.h>
 
 #include <Poco/Exception.h>
-#include <Poco/NamedEvent.h>
 #include <Poco/NumberParser.h>
 
 #include <iostream>
@@ -18,8 +17,7 @@ int main(int argc, char** argv)
     }
     try
     {
-        Poco::NamedEvent event(pemo::ServiceApp::getStartupEventName(pid));
-        event.set();
+        pemo::StartupEvent::signal(pid);
     }
     catch (const Poco::Exception& e)
     {

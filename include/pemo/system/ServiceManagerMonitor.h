@@ -9,6 +9,7 @@
 #include <Poco/Mutex.h>
 #include <Poco/NotificationCenter.h>
 #include <Poco/Timer.h>
+#include <Poco/Timestamp.h>
 
 #include <memory>
 #include <string>
@@ -64,7 +65,7 @@ private:
     Bucket& find(const std::string& name);
     Type supervise(Bucket& bucket);
     Type probe(ServiceImpl& service);
-    Type awaitStartup(Bucket& bucket, Type state);
+    Type awaitStartup(Bucket& bucket, Type state, const Poco::Timestamp& launched);
     void waitForTermination(ServiceImpl& service);
 
     Poco::Logger& _logger;

@@ -4,12 +4,11 @@
 // DIR/request-N.http. With --silent it reads requests but never answers.
 // Runs until SIGINT or SIGTERM.
 
-#include <pemo/ServiceApp.h>
+#include <pemo/StartupEvent.h>
 #include <pemo/ServiceRecord.h>
 #include <pemo/ServiceRegistryClient.h>
 
 #include <Poco/File.h>
-#include <Poco/NamedEvent.h>
 #include <Poco/Net/ServerSocket.h>
 #include <Poco/Net/StreamSocket.h>
 #include <Poco/Process.h>
@@ -115,7 +114,7 @@ int main(int argc, char** argv)
     std::signal(SIGTERM, onSignal);
     Poco::Net::ServerSocket server(Poco::Net::SocketAddress("127.0.0.1", static_cast<Poco::UInt16>(options.port)));
     registerNames(options);
-    Poco::NamedEvent(pemo::ServiceApp::getStartupEventName(static_cast<int>(Poco::Process::id()))).set();
+    pemo::StartupEvent::signal(static_cast<int>(Poco::Process::id()));
 
     std::vector<Poco::Net::StreamSocket> held;
     int count = 0;

@@ -1,7 +1,10 @@
 #include "FrameworkTestSupport.h"
 
+#include <pemo/StartupEvent.h>
+
 #include <Poco/Net/ServerSocket.h>
 #include <Poco/Process.h>
+#include <Poco/Timestamp.h>
 
 #include <gtest/gtest.h>
 
@@ -14,7 +17,8 @@
 namespace {
 
 /// A host process running the service registry on a free port; the
-/// registry is harmless to run on any machine.
+/// registry is harmless to run on any machine. The test supervises it as the
+/// system manager would, through its start-up event.
 class HostProcess
 {
 public:
@@ -25,7 +29,9 @@ public:
         probe.close();
         std::vector<std::string> args{"--module=" PEMO_REGISTRY_MODULE, "--class=ServiceRegistry",
                                       "--port=" + std::to_string(port)};
+        const Poco::Timestamp launched;
         _handle = std::make_unique<Poco::ProcessHandle>(Poco::Process::launch(PEMO_SERVICE_HOST, args));
+        _startup = std::make_unique<pemo::StartupEvent>(pid(), launched);
     }
 
     ~HostProcess()
@@ -36,21 +42,10 @@ public:
 
     int pid() const { return _handle->id(); }
 
-    bool serving()
+    /// Signalled its start-up, and serves by then.
+    bool started()
     {
-        for (int i = 0; i < 500; ++i)
-        {
-            try
-            {
-                if (pemo::test::request(port, "GET", "/registry").status == 200)
-                    return true;
-            }
-            catch (const Poco::Exception&)
-            {
-                std::this_thread::sleep_for(std::chrono::milliseconds(10));
-            }
-        }
-        return false;
+        return _startup->wait(5000) && pemo::test::request(port, "GET", "/registry").status == 200;
     }
 
     int waitStatus()
@@ -65,6 +60,7 @@ public:
 
 private:
     std::unique_ptr<Poco::ProcessHandle> _handle;
+    std::unique_ptr<pemo::StartupEvent> _startup;
     int _status = -1;
 };
 
@@ -73,7 +69,7 @@ private:
 TEST(HostTest, StopsCleanlyOnSigterm)
 {
     HostProcess host;
-    ASSERT_TRUE(host.serving());
+    ASSERT_TRUE(host.started());
     ::kill(host.pid(), SIGTERM);
     const int status = host.waitStatus();
     ASSERT_TRUE(WIFEXITED(status)) << "status " << status;
@@ -85,7 +81,7 @@ TEST(HostTest, StopsCleanlyOnSigterm)
 TEST(HostTest, SecondSignalDuringShutdownDoesNotKillTheHost)
 {
     HostProcess host;
-    ASSERT_TRUE(host.serving());
+    ASSERT_TRUE(host.started());
     ::kill(host.pid(), SIGINT);
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
     ::kill(host.pid(), SIGINT);

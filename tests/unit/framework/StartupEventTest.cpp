@@ -1,9 +1,7 @@
-#include "pemo/system/StartupEvent.h"
-
 #include <pemo/ServiceApp.h>
+#include <pemo/StartupEvent.h>
 
 #include <Poco/File.h>
-#include <Poco/NamedEvent.h>
 
 #include <gtest/gtest.h>
 
@@ -12,14 +10,15 @@
 
 #include <cerrno>
 
-namespace pemo {
-namespace system {
 namespace {
+
+using pemo::StartupEvent;
 
 // Pids above any pid_max, so no real process shares these events.
 const int STALE_PID = 4190001;
-const int SIGNALLED_PID = 4190002;
-const int SILENT_PID = 4190003;
+const int EARLY_PID = 4190002;
+const int SIGNALLED_PID = 4190003;
+const int SILENT_PID = 4190004;
 
 std::string eventFile(int pid)
 {
@@ -35,10 +34,20 @@ bool semaphoreExists(key_t key)
 // child with the same pid was taken as started before it even ran.
 TEST(StartupEventTest, SignalLeftByAnEarlierProcessWithTheSamePidDoesNotCount)
 {
-    Poco::NamedEvent(pemo::ServiceApp::getStartupEventName(STALE_PID)).set();
+    StartupEvent::signal(STALE_PID);
+    Poco::File(eventFile(STALE_PID)).setLastModified(Poco::Timestamp() - Poco::Timespan(3600, 0));
 
-    StartupEvent event(STALE_PID);
+    StartupEvent event(STALE_PID, Poco::Timestamp());
     EXPECT_FALSE(event.wait(100));
+}
+
+TEST(StartupEventTest, ChildSignallingBeforeItsSupervisorOpensTheEventStillCounts)
+{
+    const Poco::Timestamp launched;
+    StartupEvent::signal(EARLY_PID);
+
+    StartupEvent event(EARLY_PID, launched);
+    EXPECT_TRUE(event.wait(1000));
 }
 
 // Every launch used to leave a semaphore and a file in /tmp for good, until
@@ -49,12 +58,12 @@ TEST(StartupEventTest, NothingIsLeftBehindOnceTheWaitIsOver)
     {
         key_t key = -1;
         {
-            StartupEvent event(pid);
+            StartupEvent event(pid, Poco::Timestamp());
             key = ::ftok(eventFile(pid).c_str(), 'p');
             ASSERT_NE(key, -1);
             ASSERT_TRUE(semaphoreExists(key));
             if (pid == SIGNALLED_PID)
-                Poco::NamedEvent(event.name()).set();
+                StartupEvent::signal(pid);
             EXPECT_EQ(event.wait(100), pid == SIGNALLED_PID);
         }
         EXPECT_FALSE(Poco::File(eventFile(pid)).exists()) << pid;
@@ -63,5 +72,3 @@ TEST(StartupEventTest, NothingIsLeftBehindOnceTheWaitIsOver)
 }
 
 } // namespace
-} // namespace system
-} // namespace pemo
