@@ -306,6 +306,9 @@ void SystemManager::onStart()
     logger().trace("SystemManager::onStart");
 
     _reg.registerService(_record);
+    // Known to our own notification client at once, not a tick later: a
+    // skill launched right away is announced too.
+    _snc.lookUp();
     // The start interval stays 0: the first refresh runs at once.
     _refreshServiceConnectionsTimer.setPeriodicInterval(REFRESH_INTERVAL_MS);
     _refreshServiceConnectionsTimer.start(

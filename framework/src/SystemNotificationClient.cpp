@@ -78,6 +78,27 @@ ServiceRecord SystemNotificationClient::systemManagerRecord() const
     return _sysMgrRecord;
 }
 
+void SystemNotificationClient::lookUp()
+{
+    findSystemManager();
+}
+
+ServiceRecord SystemNotificationClient::findSystemManager()
+{
+    try
+    {
+        const ServiceRecord record = _registry.findService(SYSTEM_MANAGER).value_or(ServiceRecord());
+        std::lock_guard<std::mutex> lock(_mutex);
+        _sysMgrRecord = record;
+        return record;
+    }
+    catch (const Poco::Exception& e)
+    {
+        _logger.debug("SystemNotificationClient lookup failed: " + e.displayText() + "; trying again");
+    }
+    return systemManagerRecord();
+}
+
 // Looks the system manager up every tick until it is known and every ten
 // seconds after (it may move), and keeps a subscription while anyone
 // listens.
@@ -88,16 +109,7 @@ void SystemNotificationClient::onLookupTimer(Poco::Timer&)
     if (record.name.empty() || now - _subscription->lastLookup >= KNOWN_LOOKUP_INTERVAL)
     {
         _subscription->lastLookup = now;
-        try
-        {
-            record = _registry.findService(SYSTEM_MANAGER).value_or(ServiceRecord());
-            std::lock_guard<std::mutex> lock(_mutex);
-            _sysMgrRecord = record;
-        }
-        catch (const Poco::Exception& e)
-        {
-            _logger.debug("SystemNotificationClient lookup failed: " + e.displayText() + "; trying again");
-        }
+        record = findSystemManager();
     }
     const std::string token = authentication();
     if (record.name.empty() || token.empty() || !_center.hasObservers())

@@ -48,6 +48,12 @@ public:
     /// Stops looking and drops the subscription.
     void shutdown();
 
+    /// Asks the registry for the system manager now rather than at the next
+    /// tick: the system manager calls it once it has registered itself, so
+    /// that nothing it posts right after start-up is lost. Never throws; a
+    /// failed lookup leaves the record as it was.
+    void lookUp();
+
     void addObserver(const Poco::AbstractObserver& observer);
     void removeObserver(const Poco::AbstractObserver& observer);
 
@@ -94,6 +100,7 @@ private:
 
     std::string authentication() const;
     void onLookupTimer(Poco::Timer& timer);
+    ServiceRecord findSystemManager();
 
     ServiceRegistryClient& _registry;
     Poco::Net::SocketReactor& _reactor;
