@@ -35,7 +35,8 @@ bool leftBefore(const std::string& file, const Poco::Timestamp& launched)
     };
     if (::stat(file.c_str(), &status) == -1)
         return false;
-    const Poco::Timestamp created = Poco::Timestamp::fromEpochTime(status.st_mtime);
+    const Poco::Timestamp created(static_cast<Poco::Timestamp::TimeVal>(status.st_mtim.tv_sec) * 1000000 +
+                                  status.st_mtim.tv_nsec / 1000);
     return created + Poco::Timespan(1, 0) < launched;
 }
 

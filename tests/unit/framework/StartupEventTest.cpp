@@ -5,8 +5,10 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <sys/ipc.h>
 #include <sys/sem.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 
@@ -41,10 +43,16 @@ TEST(StartupEventTest, SignalLeftByAnEarlierProcessWithTheSamePidDoesNotCount)
     EXPECT_FALSE(event.wait(100));
 }
 
+// The child signalled late in a second, and its supervisor opened the event
+// half a second later: reading the file's time in whole seconds made that
+// signal look a second older, and it was thrown away.
 TEST(StartupEventTest, ChildSignallingBeforeItsSupervisorOpensTheEventStillCounts)
 {
-    const Poco::Timestamp launched;
     StartupEvent::signal(EARLY_PID);
+    const timespec signalled{Poco::Timestamp().epochTime(), 950000000};
+    const timespec times[2] = {signalled, signalled};
+    ASSERT_EQ(::utimensat(AT_FDCWD, eventFile(EARLY_PID).c_str(), times, 0), 0);
+    const Poco::Timestamp launched((static_cast<Poco::Timestamp::TimeVal>(signalled.tv_sec) + 1) * 1000000 + 450000);
 
     StartupEvent event(EARLY_PID, launched);
     EXPECT_TRUE(event.wait(1000));
