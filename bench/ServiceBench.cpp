@@ -5,7 +5,7 @@
 //    round trip to one of them.
 #include "FakeServices.h"
 
-#include "pemo/system/ServiceManager.h"
+#include "service/ServiceManager.h"
 
 #include <Poco/File.h>
 #include <Poco/Net/HTTPClientSession.h>

@@ -7,10 +7,10 @@
 //    package.json files.
 #include "FrameworkTestSupport.h"
 
-#include "pemo/system/SkillListHandler.h"
-#include "pemo/system/SkillManager.h"
-#include "pemo/system/SystemNotifier.h"
-#include "pemo/system/SystemNotifyHandler.h"
+#include "skill/SkillListHandler.h"
+#include "skill/SkillManager.h"
+#include "notification/SystemNotifier.h"
+#include "notification/SystemNotifyHandler.h"
 
 #include <pemo/Authentication.h>
 #include <pemo/Port.h>

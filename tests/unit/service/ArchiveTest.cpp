@@ -1,6 +1,6 @@
 #include "ScratchDir.h"
 
-#include "pemo/system/Archive.h"
+#include "service/Archive.h"
 
 #include <Poco/Exception.h>
 #include <Poco/File.h>

@@ -1,6 +1,6 @@
 #include "FakeServices.h"
 
-#include "pemo/system/JSON.h"
+#include "common/JSON.h"
 
 #include <pemo/Authentication.h>
 

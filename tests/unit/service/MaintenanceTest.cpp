@@ -2,11 +2,11 @@
 #include "FakeServices.h"
 #include "ScratchDir.h"
 
-#include "pemo/system/Archive.h"
-#include "pemo/system/BackupHandler.h"
-#include "pemo/system/RestoreHandler.h"
-#include "pemo/system/ServiceManager.h"
-#include "pemo/system/WipeHandler.h"
+#include "service/Archive.h"
+#include "service/BackupHandler.h"
+#include "service/RestoreHandler.h"
+#include "service/ServiceManager.h"
+#include "service/WipeHandler.h"
 
 #include <Poco/File.h>
 

@@ -1,7 +1,7 @@
 #include "FakeServices.h"
 
-#include "pemo/system/ServiceManager.h"
-#include "pemo/system/ServiceManagerServiceImpl.h"
+#include "service/ServiceManager.h"
+#include "service/ServiceManagerServiceImpl.h"
 
 #include <Poco/Environment.h>
 #include <Poco/Exception.h>

@@ -1,6 +1,6 @@
 #include "FakeServices.h"
 
-#include "pemo/system/ServiceManagerMonitor.h"
+#include "service/ServiceManagerMonitor.h"
 
 #include <pemo/ErrorTracker.h>
 

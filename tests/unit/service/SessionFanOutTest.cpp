@@ -1,7 +1,7 @@
 #include "FakeServices.h"
 
-#include "pemo/system/ServiceManager.h"
-#include "pemo/system/SessionManager.h"
+#include "service/ServiceManager.h"
+#include "session/SessionManager.h"
 
 #include <gtest/gtest.h>
 

@@ -1,0 +1,45 @@
+#include "common/HandlerContract.h"
+
+#include <Poco/StreamCopier.h>
+
+namespace pemo {
+namespace system {
+
+const std::string HandlerContract::MALFORMED_ARGUMENTS("Malformed arguments");
+
+void HandlerContract::sendError(Poco::Net::HTTPServerResponse& response, Status status, const std::string& reason)
+{
+    response.setStatusAndReason(status, reason);
+    response.setContentLength(0);
+    response.send();
+}
+
+void HandlerContract::sendError(Poco::Net::HTTPServerResponse& response, Status status)
+{
+    sendError(response, status, Poco::Net::HTTPResponse::getReasonForStatus(status));
+}
+
+void HandlerContract::sendNoContent(Poco::Net::HTTPServerResponse& response)
+{
+    response.setStatusAndReason(Poco::Net::HTTPResponse::HTTP_NO_CONTENT);
+    response.setContentLength(0);
+    response.send();
+}
+
+void HandlerContract::sendJSON(Poco::Net::HTTPServerResponse& response, const std::string& body)
+{
+    response.setStatusAndReason(Poco::Net::HTTPResponse::HTTP_OK);
+    response.setContentType("application/json");
+    // sendBuffer sets the content length and writes header and body in one go.
+    response.sendBuffer(body.data(), body.size());
+}
+
+std::string HandlerContract::readBody(std::istream& in)
+{
+    std::string body;
+    Poco::StreamCopier::copyToString(in, body, 8192);
+    return body;
+}
+
+} // namespace system
+} // namespace pemo

@@ -1,0 +1,61 @@
+#include "app/HealthReport.h"
+#include "app/SystemManager.h"
+
+#include <gtest/gtest.h>
+
+using namespace pemo::system;
+
+TEST(HealthReportTest, EmptyReportHasEveryMemberInOrderWithZeroedStatistics)
+{
+    HealthReport report;
+    report.errors.push_back("No time manager running");
+
+    const std::string zeroed = "{\n        \"last_success\": 0,\n        \"last_failure\": 0,\n"
+                               "        \"successes\": 0,\n        \"failures\": 0\n    }";
+    EXPECT_EQ("{\n    \"timezone\": \"\",\n    \"skills\": [],\n    \"usage\": [],\n    \"backup\": " + zeroed +
+                  ",\n    \"wipe\": " + zeroed + ",\n    \"restore\": " + zeroed +
+                  ",\n    \"errors\": [\n        \"No time manager running\"\n    ]\n}",
+              report.toJSON());
+}
+
+TEST(HealthReportTest, TimePointsAreWrittenInTheirOwnUnits)
+{
+    HealthReport report;
+    Skill skill;
+    skill.name = "hello";
+    skill.path = "/opt/skills/hello";
+    skill.version = "1.0";
+    skill.running = true;
+    skill.lastStartTime = Skill::Clock::time_point(std::chrono::nanoseconds(12345678912345));
+    report.skills.push_back(skill);
+    report.usage.push_back({"logs", 4096});
+    report.backup.successes = 2;
+    report.backup.last_success = HealthReport::Stats::TimePoint(std::chrono::nanoseconds(1500000000123));
+
+    const std::string json = report.toJSON();
+
+    // Skills: [whole seconds, remaining microseconds] of the monotonic clock.
+    EXPECT_NE(std::string::npos, json.find("\"name\": \"hello\",\n            \"path\": \"/opt/skills/hello\",\n"
+                                           "            \"version\": \"1.0\",\n            \"running\": true,\n"
+                                           "            \"lastStartTime\": [\n                12345,\n"
+                                           "                678912\n            ]"))
+        << json;
+    EXPECT_NE(std::string::npos, json.find("\"type\": \"logs\",\n            \"size\": 4096")) << json;
+    // Statistics: the raw nanosecond count.
+    EXPECT_NE(std::string::npos, json.find("\"backup\": {\n        \"last_success\": 1500000000123,\n"
+                                           "        \"last_failure\": 0,\n        \"successes\": 2,"))
+        << json;
+}
+
+TEST(HealthReportTest, EveryAbsentManagerIsExplainedInOrder)
+{
+    SystemManager manager;
+
+    const std::string json = manager.onHealth();
+
+    EXPECT_NE(std::string::npos, json.find("\"timezone\": \"\""));
+    EXPECT_NE(std::string::npos,
+              json.find("\"errors\": [\n        \"No time manager running\",\n        \"No skill manager running\",\n"
+                        "        \"No storage manager running\",\n        \"No service manager running\"\n    ]"))
+        << json;
+}

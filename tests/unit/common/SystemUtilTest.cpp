@@ -1,0 +1,94 @@
+#include "ScratchDir.h"
+
+#include "common/SystemUtil.h"
+
+#include <gtest/gtest.h>
+
+using namespace pemo::system;
+using pemo::system::test::PathPrefix;
+using pemo::system::test::ScratchDir;
+
+class RunProgramTest : public ::testing::Test
+{
+protected:
+    ScratchDir dir;
+};
+
+TEST_F(RunProgramTest, ReportsExitCodeAndStandardOutput)
+{
+    const std::string program = dir.script("talk", "printf 'hello\\n'; printf 'noise' >&2; exit 3");
+
+    const ProgramResult result = runProgram(program, {});
+
+    EXPECT_TRUE(result.started);
+    EXPECT_EQ(3, result.exitCode);
+    EXPECT_FALSE(result.succeeded());
+    EXPECT_EQ("hello\n", result.output);
+}
+
+TEST_F(RunProgramTest, JoinsStandardErrorOnRequestAndCapturesNothingWhenInherited)
+{
+    const std::string program = dir.script("talk", "printf 'out,'; printf 'err' >&2; printf ',out'");
+
+    EXPECT_EQ("out,err,out", runProgram(program, {}, ProgramOutput::STDOUT_STDERR).output);
+
+    const ProgramResult inherited = runProgram(program, {}, ProgramOutput::INHERIT);
+    EXPECT_TRUE(inherited.succeeded());
+    EXPECT_EQ("", inherited.output);
+}
+
+// More than the pipe holds and many read blocks: a runner that waited before
+// reading, or kept only one block, fails here.
+TEST_F(RunProgramTest, ReadsOutputFarLargerThanOneBlock)
+{
+    const std::string program = dir.script("flood", "head -c 200000 /dev/zero | tr '\\0' 'x'; printf END");
+
+    const ProgramResult result = runProgram(program, {});
+
+    ASSERT_TRUE(result.succeeded());
+    ASSERT_EQ(200003u, result.output.size());
+    EXPECT_EQ(std::string(200000, 'x') + "END", result.output);
+}
+
+// No shell between the daemon and the program: blanks, quotes and empty
+// arguments reach it exactly as given.
+TEST_F(RunProgramTest, PassesArgumentsVerbatim)
+{
+    const std::string program = dir.script("args", "printf '%s|' \"$#\" \"$@\"");
+
+    const ProgramResult result = runProgram(program, {"a b", "", "$HOME", "'q'"});
+
+    EXPECT_EQ("4|a b||$HOME|'q'|", result.output);
+}
+
+TEST_F(RunProgramTest, FindsABareNameOnThePath)
+{
+    dir.script("pemo-unit-probe", "printf found");
+    PathPrefix prefix(dir.path());
+
+    EXPECT_EQ("found", runProgram("pemo-unit-probe", {}).output);
+}
+
+TEST_F(RunProgramTest, ProgramThatCannotStartIsReportedNotThrown)
+{
+    const std::string notExecutable = dir.write("plain", "#!/bin/sh\nexit 0\n");
+
+    for (const std::string& program : {dir.file("missing"), notExecutable, std::string("pemo-no-such-program")})
+    {
+        ProgramResult result;
+        ASSERT_NO_THROW(result = runProgram(program, {}));
+        EXPECT_FALSE(result.started) << program;
+        EXPECT_EQ(-1, result.exitCode) << program;
+        EXPECT_FALSE(result.succeeded()) << program;
+    }
+}
+
+// A program that exits with the status a failed exec would give must still
+// count as started: the runner may not guess from the status.
+TEST_F(RunProgramTest, ExitStatusOfAFailedExecIsStillAStartedProgram)
+{
+    const ProgramResult result = runProgram(dir.script("seventy-two", "exit 72"), {});
+
+    EXPECT_TRUE(result.started);
+    EXPECT_EQ(72, result.exitCode);
+}
