@@ -14,6 +14,7 @@
 #include <Poco/Path.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <sstream>
 
 namespace pemo {
@@ -32,16 +33,19 @@ bool exists(const Config& config, const std::string& key)
     return !subkeys.empty();
 }
 
-// Less-or-equal on purpose: among equal orders no start order is promised.
-// It is not a strict weak ordering, which std::sort tolerates only while it
-// insertion-sorts, that is for up to 16 buckets; a device has far fewer.
+// Ascending order; a service without "order" has the largest and so starts
+// after every ordered one, and an empty bucket comes last of all. Equal
+// orders promise no start order. Keyed on a wider type so that the empty
+// bucket sorts after 0xFFFFFFFF: the comparison must stay a strict weak
+// ordering, or std::sort may run past the end of the list.
+std::uint64_t startKey(const ServiceManager::Bucket& bucket)
+{
+    return bucket.service ? bucket.service->order() : std::uint64_t(1) << 32;
+}
+
 bool startsBefore(const ServiceManager::Bucket& a, const ServiceManager::Bucket& b)
 {
-    if (!a.service)
-        return !b.service;
-    if (!b.service)
-        return true;
-    return a.service->order() <= b.service->order();
+    return startKey(a) < startKey(b);
 }
 
 template <class Member>

@@ -11,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <fstream>
 
 namespace pemo {
@@ -60,6 +61,28 @@ TEST(ServiceConfigurationTest, ServicesStartInAscendingOrderUnorderedLastAndTheL
         EXPECT_TRUE(service.enabled) << service.name;
         EXPECT_FALSE(service.running) << service.name;
     }
+}
+
+// Sorting with a comparator that is not a strict weak ordering is undefined
+// once more than 16 services share an order, and libstdc++ then runs past
+// the end of the list.
+TEST(ServiceConfigurationTest, FortyServicesWithoutOrderAreAllKept)
+{
+    pemo::ServiceRegistryClient registry;
+    Poco::AutoPtr<Poco::Util::MapConfiguration> config(new Poco::Util::MapConfiguration);
+    std::vector<std::string> configured;
+    for (int i = 0; i < 40; ++i)
+    {
+        configured.push_back("svc" + std::to_string(i));
+        config->setString("services[" + std::to_string(i) + "].name", configured.back());
+        config->setString("services[" + std::to_string(i) + "].executable", "/bin/true");
+    }
+    ServiceManager manager(config, registry);
+
+    std::vector<std::string> names = namesOf(manager.getServices());
+    std::sort(names.begin(), names.end());
+    std::sort(configured.begin(), configured.end());
+    EXPECT_EQ(names, configured);
 }
 
 TEST(ServiceConfigurationTest, NoServicesConfiguredGivesAnEmptyList)
