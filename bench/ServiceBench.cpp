@@ -1,6 +1,7 @@
 // Two speeds of the service supervisor, printed as ratios against a
 // reference measured in the same run (never asserted):
-//  - crash to relaunch, over 20 crashes, against the one-second pass;
+//  - crash to relaunch, over 20 crashes at random moments, against the
+//    one-second pass;
 //  - one session change fanned out to 10 services, against one plain HTTP
 //    round trip to one of them.
 #include "FakeServices.h"
@@ -48,8 +49,11 @@ void crashToRelaunch()
     const std::string dir = Poco::TemporaryFile::tempName();
     Poco::File(dir).createDirectories();
     const std::string script = dir + "/crasher";
-    std::ofstream(script) << "#!/bin/sh\ndate +%s%N >> " << dir << "/starts\n"
-                          << PEMO_SIGNAL_STARTUP << " $$\nsleep 0.3\ndate +%s%N >> " << dir << "/exits\nexit 1\n";
+    // Lives a random part of a second, so that its exit lands anywhere in a
+    // pass as a real crash would.
+    std::ofstream(script) << "#!/bin/bash\ndate +%s%N >> " << dir << "/starts\n"
+                          << PEMO_SIGNAL_STARTUP << " $$\nsleep $(printf '0.%03d' $((RANDOM % 1000)))\ndate +%s%N >> "
+                          << dir << "/exits\nexit 1\n";
     Poco::File(script).setExecutable(true);
     ServiceRegistryClient registry;
     system::ServiceManager manager(test::jsonConfig(R"({"services": [{"name": "crasher", "executable": ")" + script +
@@ -65,11 +69,14 @@ void crashToRelaunch()
     for (std::size_t i = 0; i < 20 && i < exits.size(); ++i)
         delays.push_back(static_cast<double>(starts[i + 1] - exits[i]) / 1e6);
     Poco::File(dir).remove(true);
+    // The pass that reaps a crashed child publishes RECOVERY and the next one
+    // relaunches it: the wait for the reaping pass (anywhere from nothing to
+    // one pass) plus one whole pass.
     const double pass = 1000.0;
-    std::printf("crash-to-relaunch over %zu crashes: median %.0f ms (%.2f x pass, target <= 1.1), "
-                "p95 %.0f ms (%.2f x pass, target <= 1.2)\n",
-                delays.size(), percentile(delays, 0.5), percentile(delays, 0.5) / pass, percentile(delays, 0.95),
-                percentile(delays, 0.95) / pass);
+    std::printf("crash-to-relaunch over %zu crashes: min %.0f ms (%.2f x pass, floor 1.0: relaunched one pass after "
+                "the reap), median %.0f ms (%.2f x pass, expected about 1.5, target <= 1.6), max %.0f ms (%.2f x pass)\n",
+                delays.size(), percentile(delays, 0.0), percentile(delays, 0.0) / pass, percentile(delays, 0.5),
+                percentile(delays, 0.5) / pass, percentile(delays, 1.0), percentile(delays, 1.0) / pass);
 }
 
 // Every thread of the process: the services here are in-process, so this

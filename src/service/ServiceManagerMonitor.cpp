@@ -179,10 +179,13 @@ void ServiceManager::Monitor::work()
 Type ServiceManager::Monitor::supervise(Bucket& bucket)
 {
     ServiceImpl& service = *bucket.service;
-    Type state = ServiceManagerNotification::UNKNOWN;
+    // A child reaped in this pass is not relaunched until the next one, so
+    // that its crash is published as RECOVERY even when the new child would
+    // signal its start-up in time.
     if (service.isRunning())
-        state = probe(service);
-    if (service.isRunning() || !service.enabled())
+        return probe(service);
+    Type state = ServiceManagerNotification::UNKNOWN;
+    if (!service.enabled())
         return state;
     if (service.lastStartTime() != ServiceImpl::TimePoint::min())
         state = ServiceManagerNotification::RECOVERY;

@@ -18,8 +18,8 @@ namespace pemo {
 namespace system {
 
 /// Keeps every enabled service running: one pass a second launches what is
-/// not running, waits for each new child's start-up event, reaps and
-/// relaunches children that exited, and publishes the overall state.
+/// not running and waits for each new child's start-up event, reaps children
+/// that exited (relaunched by the next pass), and publishes the overall state.
 ///
 /// Passes, start(name), stop(name) and getServices() all take the monitor's
 /// lock, so a stop waits for a pass to end and a pass never sees a

@@ -97,26 +97,33 @@ protected:
     std::vector<Type> _states;
 };
 
-TEST_F(ServiceMonitorTest, ChildExitingWithCode3IsReapedReportedAndRelaunchedInRecovery)
+// A child that signals its start-up promptly would hide its own crash if it
+// were relaunched in the pass that reaped it: the pass would end READY.
+TEST_F(ServiceMonitorTest, ACrashIsPublishedAsRecoveryAndTheNextPassRelaunchesIt)
 {
-    // Exits before signalling, so no launch is ever confirmed.
-    const std::string crasher = script("crasher", "exit 3");
-    Monitor monitor(ServiceManager::Params(), {bucket("crasher", crasher, R"(, "startup_timeout": 200,
-                                                                         "crash_code": "TEST_CRASH_3")")});
+    const std::string crasher = script("crasher", signal() + "\nexit 3");
+    Monitor monitor(ServiceManager::Params(), {bucket("crasher", crasher, R"(, "crash_code": "TEST_CRASH_3")")});
     observe(monitor);
     test::LogCapture log("SystemManager.Service.Monitor");
     const auto crashesBefore = pemo::ErrorTracker::get().count("TEST_CRASH_3");
 
     monitor.work();
     const int firstPid = pidOf("crasher");
-    EXPECT_TRUE(states().empty()) << "a first launch that is not confirmed stays UNKNOWN";
+    EXPECT_EQ(states(), (std::vector<Type>{ServiceManagerNotification::READY}));
 
     monitor.work();
     EXPECT_TRUE(log.contains("Service crasher exited with code 3"));
+    EXPECT_TRUE(log.contains("ServiceManager state change: RECOVERY"));
     EXPECT_EQ(pemo::ErrorTracker::get().count("TEST_CRASH_3"), crashesBefore + 1);
-    EXPECT_EQ(states(), (std::vector<Type>{ServiceManagerNotification::RECOVERY}));
-    EXPECT_NE(pidOf("crasher"), firstPid) << "relaunched in the same pass";
-    monitor.stop(monitor.getServices().front().name);
+    EXPECT_EQ(states(), (std::vector<Type>{ServiceManagerNotification::READY, ServiceManagerNotification::RECOVERY}));
+    EXPECT_FALSE(monitor.getServices().front().running) << "not relaunched in the pass that reaped it";
+    EXPECT_EQ(pidOf("crasher"), firstPid);
+
+    monitor.work();
+    EXPECT_NE(pidOf("crasher"), firstPid);
+    EXPECT_EQ(states(), (std::vector<Type>{ServiceManagerNotification::READY, ServiceManagerNotification::RECOVERY,
+                                           ServiceManagerNotification::READY}));
+    monitor.stop("crasher");
 }
 
 TEST_F(ServiceMonitorTest, ChildThatNeverSignalsIsLoggedAndKeepsTheStateFromReady)
