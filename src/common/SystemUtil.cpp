@@ -10,6 +10,9 @@
 #include <Poco/Process.h>
 #include <Poco/String.h>
 
+#include <algorithm>
+#include <memory>
+
 namespace pemo {
 namespace system {
 
@@ -47,13 +50,32 @@ bool resolveProgram(const std::string& program, std::string& resolved)
     return true;
 }
 
-std::string readToEnd(Poco::Pipe& pipe)
+// Reads the pipe to its end but keeps at most MAX_PROGRAM_OUTPUT bytes, so a
+// flooding program cannot grow the daemon. Never throws: on a read error the
+// pipe is closed, which ends a child still writing with SIGPIPE instead of
+// leaving it blocked, and the caller goes on to reap it.
+std::string readToEnd(Poco::Pipe& pipe, const std::string& program)
 {
     std::string output;
     char buffer[READ_BLOCK];
-    int n = 0;
-    while ((n = pipe.readBytes(buffer, static_cast<int>(READ_BLOCK))) > 0)
-        output.append(buffer, static_cast<std::size_t>(n));
+    try
+    {
+        int n = 0;
+        while ((n = pipe.readBytes(buffer, static_cast<int>(READ_BLOCK))) > 0)
+        {
+            const std::size_t room = MAX_PROGRAM_OUTPUT - output.size();
+            output.append(buffer, std::min(room, static_cast<std::size_t>(n)));
+        }
+    }
+    catch (const std::exception& e)
+    {
+        utilLogger().error("runProgram " + program + ": reading its output failed: " + e.what() +
+                           "; closing the pipe and waiting for it to end");
+        pipe.close(Poco::Pipe::CLOSE_READ);
+    }
+    if (output.size() == MAX_PROGRAM_OUTPUT)
+        utilLogger().warning("runProgram " + program + ": output cut at " +
+                             Poco::NumberFormatter::format(MAX_PROGRAM_OUTPUT) + " bytes");
     return output;
 }
 
@@ -92,18 +114,27 @@ ProgramResult runProgram(const std::string& program, const std::vector<std::stri
         return result;
     }
 
+    Poco::Pipe pipe;
+    std::unique_ptr<Poco::ProcessHandle> handle;
     try
     {
-        Poco::Pipe pipe;
-        Poco::ProcessHandle handle = launch(path, args, output, pipe);
-        result.started = true;
-        if (output != ProgramOutput::INHERIT)
-            result.output = readToEnd(pipe);
-        result.exitCode = handle.wait();
+        handle = std::make_unique<Poco::ProcessHandle>(launch(path, args, output, pipe));
     }
     catch (const Poco::Exception& e)
     {
-        utilLogger().error("runProgram " + program + ": " + e.displayText());
+        utilLogger().error("runProgram cannot start " + program + ": " + e.displayText());
+        return result;
+    }
+    result.started = true;
+    if (output != ProgramOutput::INHERIT)
+        result.output = readToEnd(pipe, program);
+    try
+    {
+        result.exitCode = handle->wait();
+    }
+    catch (const Poco::Exception& e)
+    {
+        utilLogger().error("runProgram " + program + ": waiting for it failed: " + e.displayText());
     }
     return result;
 }

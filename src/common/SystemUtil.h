@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -31,10 +32,15 @@ enum class ProgramOutput
     INHERIT        ///< no pipe: the program writes to the daemon's own streams
 };
 
+/// The most of a program's output that runProgram() keeps.
+const std::size_t MAX_PROGRAM_OUTPUT = 4 * 1024 * 1024;
+
 /// Runs program with args (an argument vector, never a shell) and waits for
 /// it to end. A program name without a slash is looked up on PATH. The
 /// captured output is read to its end before the exit status is collected,
-/// so a program writing more than a pipe holds cannot stall.
+/// so a program writing more than a pipe holds cannot stall; only the first
+/// MAX_PROGRAM_OUTPUT bytes are kept. Every started program is reaped, also
+/// when reading its output fails.
 ///
 /// Every external program the system runs goes through here. Never throws:
 /// a program that cannot be started is logged at error level on

@@ -38,16 +38,19 @@ TEST_F(RunProgramTest, JoinsStandardErrorOnRequestAndCapturesNothingWhenInherite
 }
 
 // More than the pipe holds and many read blocks: a runner that waited before
-// reading, or kept only one block, fails here.
-TEST_F(RunProgramTest, ReadsOutputFarLargerThanOneBlock)
+// reading, or kept only one block, fails here. A flood beyond the cap is
+// drained and cut, and the program is still reaped with its status.
+TEST_F(RunProgramTest, ReadsOutputFarLargerThanOneBlockAndCutsAFlood)
 {
-    const std::string program = dir.script("flood", "head -c 200000 /dev/zero | tr '\\0' 'x'; printf END");
+    const ProgramResult large =
+        runProgram(dir.script("large", "head -c 200000 /dev/zero | tr '\\0' 'x'; printf END"), {});
+    ASSERT_TRUE(large.succeeded());
+    EXPECT_EQ(std::string(200000, 'x') + "END", large.output);
 
-    const ProgramResult result = runProgram(program, {});
-
-    ASSERT_TRUE(result.succeeded());
-    ASSERT_EQ(200003u, result.output.size());
-    EXPECT_EQ(std::string(200000, 'x') + "END", result.output);
+    const std::string flood = "head -c " + std::to_string(MAX_PROGRAM_OUTPUT + 300000) + " /dev/zero; exit 4";
+    const ProgramResult cut = runProgram(dir.script("flood", flood), {});
+    EXPECT_EQ(4, cut.exitCode);
+    EXPECT_EQ(MAX_PROGRAM_OUTPUT, cut.output.size());
 }
 
 // No shell between the daemon and the program: blanks, quotes and empty
