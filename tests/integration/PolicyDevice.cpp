@@ -1,14 +1,6 @@
 #include "PolicyDevice.h"
 
-#include <Poco/JSON/Object.h>
-#include <Poco/JSON/Parser.h>
-
-#include <gtest/gtest.h>
-
-#include <fstream>
-#include <memory>
-#include <sstream>
-#include <stdexcept>
+#include <Poco/JSON/Array.h>
 
 namespace pemo::test {
 namespace {
@@ -39,12 +31,6 @@ const char* const LOGROTATE = R"SH(#!/bin/bash
 exit "$(cat "$PEMO_SIM/platform/logrotate-status" 2>/dev/null || echo 0)"
 )SH";
 
-const char* const VERSION = R"SH(#!/bin/bash
-. /usr/lib/pemo-sim/fake.sh
-cat "$PEMO_SIM/platform/os-version" 2>/dev/null || echo "Pemo Release Version: Release-1.0.0-sim"
-exit "$(cat "$PEMO_SIM/platform/version-status" 2>/dev/null || echo 0)"
-)SH";
-
 Poco::JSON::Array::Ptr rules(std::initializer_list<const char*> items)
 {
     Poco::JSON::Array::Ptr array = new Poco::JSON::Array;
@@ -53,90 +39,30 @@ Poco::JSON::Array::Ptr rules(std::initializer_list<const char*> items)
     return array;
 }
 
-// The default device configuration with the firewall modes of the tests:
-// "developer" (two rules), "ping" (its second rule is IPv4-only) and
-// "quiet" (no rules at all).
-void writeConfig(const std::string& path)
+// The firewall modes of the tests: "developer" (two rules), "ping" (its
+// second rule is IPv4-only) and "quiet" (no rules at all).
+void firewallModes(Poco::JSON::Object& config)
 {
-    std::ifstream in(sourceDir() + "/config/device.json");
-    Poco::JSON::Parser parser;
-    auto root = parser.parse(in).extract<Poco::JSON::Object::Ptr>();
     Poco::JSON::Object::Ptr modes = new Poco::JSON::Object;
     modes->set("developer", rules({"-p tcp --dport 22 -j ACCEPT", "-p tcp --dport 8080 -j ACCEPT"}));
     modes->set("ping", rules({"-p tcp --dport 22 -j ACCEPT", "-p icmp -j ACCEPT"}));
     modes->set("quiet", rules({}));
     Poco::JSON::Object::Ptr firewall = new Poco::JSON::Object;
     firewall->set("mode_commands", modes);
-    root->getObject("SystemManager")->set("firewall", firewall);
-    std::ofstream out(path);
-    root->stringify(out, 4);
+    config.getObject("SystemManager")->set("firewall", firewall);
 }
-
-struct PolicyDevice
-{
-    PolicyDevice()
-    {
-        overlay.write("usr/sbin/iptables", IPTABLES, 0755);
-        overlay.write("usr/sbin/ip6tables", IP6TABLES, 0755);
-        overlay.write("usr/sbin/logrotate", LOGROTATE, 0755);
-        overlay.write("usr/bin/pemo-version", VERSION, 0755);
-        writeConfig(files.path() + "/device.json");
-        device = std::make_unique<SimDevice>(SimOptions{{overlay.path()}, files.path() + "/device.json", {}});
-        try
-        {
-            device->start();
-        }
-        catch (const std::exception& e)
-        {
-            error = e.what();
-        }
-    }
-
-    TempDir overlay;
-    TempDir files;
-    std::unique_ptr<SimDevice> device;
-    std::string error;
-};
-
-std::unique_ptr<PolicyDevice> instance;
-
-class StopPolicyDevice : public ::testing::Environment
-{
-public:
-    void TearDown() override
-    {
-        if (instance && instance->device->running())
-        {
-            EXPECT_EQ(instance->device->stop(), 0);
-        }
-        instance.reset();
-    }
-};
-
-[[maybe_unused]] const auto* const stopper = ::testing::AddGlobalTestEnvironment(new StopPolicyDevice);
 
 } // namespace
 
 SimDevice& policyDevice()
 {
-    if (!instance)
-        instance = std::make_unique<PolicyDevice>();
-    if (!instance->error.empty())
-        throw std::runtime_error("the policy device did not start: " + instance->error);
-    return *instance->device;
+    SimOptions options;
+    options.overlays = {
+        {{"usr/sbin/iptables", IPTABLES}, {"usr/sbin/ip6tables", IP6TABLES}, {"usr/sbin/logrotate", LOGROTATE}}};
+    options.config = firewallModes;
+    return sharedDevice(options);
 }
 
-ApiClient policyApi()
-{
-    return ApiClient(policyDevice().port(), policyDevice().token());
-}
-
-std::string systemManagerLog()
-{
-    std::ifstream in(policyDevice().statePath("log/system-manager.log"));
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
+ApiClient policyApi() { return ApiClient(policyDevice().port(), policyDevice().token()); }
 
 } // namespace pemo::test

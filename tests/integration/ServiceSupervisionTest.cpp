@@ -1,45 +1,76 @@
 // Supervision end to end: the system manager launches small real programs
 // inside the simulated device, relaunches one that crashes, logs one that
-// never signals, kills one that ignores SIGINT, and fans session changes out
-// to recording services, one of which never answers.
-#include "ServiceFixtures.h"
+// never signals and kills one that ignores SIGINT.
+#include "SharedDevice.h"
+
+#include <Poco/JSON/Parser.h>
 
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <memory>
 #include <thread>
 
 namespace pemo::test {
 namespace {
 
-const std::string SIGNAL = DEVICE_BIN + "pemo-signal-startup $$";
+// One "services[i]" entry running /usr/lib/pemo-test/NAME.
+std::string scriptService(const std::string& name, int order, const std::string& extra)
+{
+    return R"({"name": ")" + name + R"(", "order": )" + std::to_string(order) +
+           R"(, "executable": "/usr/lib/pemo-test/)" + name + R"(", "modes": {"default": {"enabled": true}})" + extra +
+           "}";
+}
 
-class ServiceSupervisionTest : public SharedServiceDeviceTest
+int occurrences(const std::string& text, const std::string& what)
+{
+    int count = 0;
+    for (auto at = text.find(what); at != std::string::npos; at = text.find(what, at + what.size()))
+        ++count;
+    return count;
+}
+
+class ServiceSupervisionTest : public ::testing::Test
 {
 protected:
     static void SetUpTestSuite()
     {
-        startShared({scriptService("crasher", 1, R"(, "startup_timeout": 300, "crash_code": "TEST_CRASH")"),
-                     scriptService("mute", 2, R"(, "startup_timeout": 300)"),
-                     scriptService("stubborn", 3, R"(, "shutdown_timeout": 500)"),
-                     recorderService("pair", 4, 9101, {"pair-one", "pair-two"}),
-                     recorderService("silent", 5, 9102, {"silent"}, true),
-                     recorderService("solo", 6, 9103, {"solo"})},
-                    {{"crasher", "exit 3"},
-                     {"mute", "exec sleep 600"},
-                     {"stubborn", "trap '' INT\n" + SIGNAL + "\nwhile :; do sleep 0.1; done"}},
-                    1000);
-        // The recorders are the last to start; once the last has registered,
-        // every service has been launched at least once.
-        eventually([] { return systemLog(*device).find("Got startup event from solo") != std::string::npos; },
+        SimOptions options;
+        options.overlays = {{{"usr/lib/pemo-test/crasher", "#!/bin/sh\nexit 3\n"},
+                             {"usr/lib/pemo-test/mute", "#!/bin/sh\nexec sleep 600\n"},
+                             {"usr/lib/pemo-test/stubborn", "#!/bin/sh\ntrap '' INT\n"
+                                                            "/run/pemo-sim-build/bin/pemo-signal-startup $$\n"
+                                                            "while :; do sleep 0.1; done\n"}}};
+        options.config = [](Poco::JSON::Object& config) {
+            const std::string services =
+                "[" + scriptService("crasher", 1, R"(, "startup_timeout": 300, "crash_code": "TEST_CRASH")") + "," +
+                scriptService("mute", 2, R"(, "startup_timeout": 300)") + "," +
+                scriptService("stubborn", 3, R"(, "shutdown_timeout": 500)") + "]";
+            config.getObject("SystemManager")->getObject("service")->set("services", Poco::JSON::Parser().parse(services));
+        };
+        device = std::make_unique<SimDevice>(options);
+        device->start();
+        // The last to start; once it has signalled, every service has been launched at least once.
+        eventually([] { return !logLines(*device, "Got startup event from stubborn").empty(); },
                    std::chrono::seconds(20));
     }
+    static void TearDownTestSuite()
+    {
+        EXPECT_EQ(device->stop(), 0);
+        device.reset();
+    }
+
+    static std::string systemLog() { return device->readStateFile("log/system-manager.log"); }
+    static ApiClient api() { return ApiClient(device->port(), device->token()); }
+
+    static std::unique_ptr<SimDevice> device;
 };
+std::unique_ptr<SimDevice> ServiceSupervisionTest::device;
 
 TEST_F(ServiceSupervisionTest, CrashingServiceIsLoggedAndRelaunchedAndTheStateIsRecovery)
 {
-    ASSERT_TRUE(eventually([] { return occurrences(systemLog(*device), "Launching service crasher") >= 3; }));
-    const std::string log = systemLog(*device);
+    ASSERT_TRUE(eventually([] { return occurrences(systemLog(), "Launching service crasher") >= 3; }));
+    const std::string log = systemLog();
     EXPECT_NE(log.find("Service crasher exited with code 3"), std::string::npos);
     EXPECT_NE(log.find("ServiceManager state change: RECOVERY"), std::string::npos);
     EXPECT_NE(log.find("ErrorTracker::post TEST_CRASH"), std::string::npos) << "the crash code is reported";
@@ -48,18 +79,16 @@ TEST_F(ServiceSupervisionTest, CrashingServiceIsLoggedAndRelaunchedAndTheStateIs
 
 TEST_F(ServiceSupervisionTest, ServiceThatNeverSignalsIsLoggedButKeptRunning)
 {
-    EXPECT_NE(systemLog(*device).find("Service mute failed to signal startup event during launch window"),
-              std::string::npos);
-    EXPECT_EQ(occurrences(systemLog(*device), "Launching service mute"), 1);
+    EXPECT_NE(systemLog().find("Service mute failed to signal startup event during launch window"), std::string::npos);
+    EXPECT_EQ(occurrences(systemLog(), "Launching service mute"), 1);
 }
-
 TEST_F(ServiceSupervisionTest, StopKillsAServiceIgnoringSigintAndItStaysStoppedUntilStarted)
 {
     const auto before = std::chrono::steady_clock::now();
     const HttpResponse stop = api().post("/service/stop", R"({"services": ["stubborn"]})");
     EXPECT_EQ(stop.status, 204);
     EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(500));
-    EXPECT_NE(systemLog(*device).find("Service stubborn failed to terminate within 500ms; forcibly terminating."),
+    EXPECT_NE(systemLog().find("Service stubborn failed to terminate within 500ms; forcibly terminating."),
               std::string::npos);
 
     const std::string stopped = R"({
@@ -111,41 +140,12 @@ TEST_F(ServiceSupervisionTest, ServiceListShowsEveryServiceInStartOrder)
     ASSERT_EQ(r.status, 200);
     EXPECT_EQ(r.header("Content-Type"), "application/json");
     std::size_t at = 0;
-    for (const std::string name : {"crasher", "mute", "stubborn", "pair", "silent", "solo"})
+    for (const std::string name : {"crasher", "mute", "stubborn"})
     {
         const auto found = r.body.find("\"name\": \"" + name + "\"", at);
         EXPECT_NE(found, std::string::npos) << name << " missing or out of order";
         at = found == std::string::npos ? at : found;
     }
-}
-
-// A silent service costs its own time-out only: the others are told, and the
-// request for a new session is still answered with the session.
-TEST_F(ServiceSupervisionTest, SessionChangeReachesEachAddressOnceDespiteASilentService)
-{
-    const HttpResponse created = api().get("/session/request");
-    ASSERT_EQ(created.status, 200);
-    const auto tokenAt = created.body.find("\"token\": \"") + 10;
-    const std::string token = created.body.substr(tokenAt, created.body.find('"', tokenAt) - tokenAt);
-
-    const auto pair = recordedRequests(*device, "pair");
-    ASSERT_EQ(pair.size(), 1u) << "two services at one address get one request";
-    EXPECT_EQ(pair[0].rfind("POST /_M_/session HTTP/1.1\r\n", 0), 0u);
-    EXPECT_NE(pair[0].find("\r\nPemo-Authenticate: wexlor\r\n"), std::string::npos);
-    EXPECT_NE(pair[0].find("\r\nContent-Type: application/json\r\n"), std::string::npos);
-    EXPECT_EQ(bodyOf(pair[0]), "{\n    \"sessions\": [\n        {\n            \"token\": \"" + token +
-                                   "\",\n            \"permissions\": {\n                \"recordVideo\": false,\n"
-                                   "                \"recordAudio\": false,\n                \"takePhoto\": false,\n"
-                                   "                \"firePhotonTorpedos\": false\n            }\n        }\n    ]\n}");
-    EXPECT_EQ(recordedRequests(*device, "solo").size(), 1u);
-    EXPECT_EQ(recordedRequests(*device, "silent").size(), 1u);
-    EXPECT_NE(systemLog(*device).find("ServiceManager::createSession Error receiving response from 127.0.0.1:9102"),
-              std::string::npos);
-
-    const HttpResponse selected = api().post("/session/current", R"({"session": ")" + token + "\"}");
-    EXPECT_EQ(selected.status, 500);
-    EXPECT_EQ(selected.reason, "Failed to communicate to other services");
-    EXPECT_EQ(recordedRequests(*device, "solo").size(), 2u);
 }
 
 } // namespace

@@ -80,17 +80,15 @@ class SimulatorTest : public ::testing::Test
 protected:
     static void SetUpTestSuite()
     {
-        first = std::make_unique<TempDir>();
-        second = std::make_unique<TempDir>();
-        first->write("usr/bin/pemo-version", "#!/bin/sh\necho first\n", 0755);
-        first->write("usr/bin/only-in-first", "#!/bin/sh\necho only-first\n", 0755);
-        first->write("var/pemo/identity.json", "{\"from\": \"first\"}\n");
-        first->write("etc/pemo-sim-test.conf", "first\n");
-        second->write("usr/bin/pemo-version", "#!/bin/sh\necho second\n", 0755);
-        second->write("sbin/pemo-sim-test-tool", "#!/bin/sh\necho tool\n", 0755);
+        const Overlay first{{"usr/bin/pemo-version", "#!/bin/sh\necho first\n"},
+                            {"usr/bin/only-in-first", "#!/bin/sh\necho only-first\n"},
+                            {"var/pemo/identity.json", "{\"from\": \"first\"}\n"},
+                            {"etc/pemo-sim-test.conf", "first\n"}};
+        const Overlay second{{"usr/bin/pemo-version", "#!/bin/sh\necho second\n"},
+                             {"sbin/pemo-sim-test-tool", "#!/bin/sh\necho tool\n"}};
         registryPort = freePort();
         device = std::make_unique<SimDevice>(
-            SimOptions{{first->path(), second->path()}, "", {"--registry-port", std::to_string(registryPort)}});
+            SimOptions{{first, second}, {}, {"--registry-port", std::to_string(registryPort)}});
         device->start();
     }
     static void TearDownTestSuite()
@@ -100,20 +98,14 @@ protected:
             EXPECT_EQ(device->stop(), 0);
         }
         device.reset();
-        first.reset();
-        second.reset();
     }
     void SetUp() override { ASSERT_TRUE(device && device->running()); }
 
     ExecResult exec(const std::vector<std::string>& argv) const { return device->exec(argv); }
 
-    static std::unique_ptr<TempDir> first;
-    static std::unique_ptr<TempDir> second;
     static std::unique_ptr<SimDevice> device;
     static std::uint16_t registryPort;
 };
-std::unique_ptr<TempDir> SimulatorTest::first;
-std::unique_ptr<TempDir> SimulatorTest::second;
 std::unique_ptr<SimDevice> SimulatorTest::device;
 std::uint16_t SimulatorTest::registryPort = 0;
 

@@ -27,85 +27,31 @@ trap 'exit 0' TERM
 while :; do sleep 0.2; done
 )";
 
-std::unique_ptr<TempDir> overlay;
-std::unique_ptr<TempDir> configDir;
-std::unique_ptr<SimDevice> device;
-std::string startError;
-
-class SkillDeviceEnvironment : public ::testing::Environment
-{
-public:
-    void TearDown() override
-    {
-        if (!device || !device->running())
-            return;
-        EXPECT_EQ(device->stop(), 0) << "the skill device did not stop cleanly";
-    }
-};
-
-[[maybe_unused]] const auto* const environment = ::testing::AddGlobalTestEnvironment(new SkillDeviceEnvironment);
-
 Poco::JSON::Object::Ptr parseObject(const std::string& text)
 {
     Poco::JSON::Parser parser;
     return parser.parse(text).extract<Poco::JSON::Object::Ptr>();
 }
 
-// config/device.json with the test's additions.
-std::string writeConfig()
+void addDevelopmentDirectoryAndGhostMode(Poco::JSON::Object& config)
 {
-    std::ifstream in(sourceDir() + "/config/device.json");
-    std::stringstream text;
-    text << in.rdbuf();
-    Poco::JSON::Object::Ptr config = parseObject(text.str());
-    Poco::JSON::Object::Ptr skill = config->getObject("SystemManager")->getObject("skill");
-    Poco::JSON::Array::Ptr devs = skill->getObject("path")->getArray("devs");
-    devs->add(std::string("/opt/pemo/Pemo/Skills/dev"));
+    Poco::JSON::Object::Ptr skill = config.getObject("SystemManager")->getObject("skill");
+    skill->getObject("path")->getArray("devs")->add(std::string("/opt/pemo/Pemo/Skills/dev"));
     Poco::JSON::Object::Ptr ghost = new Poco::JSON::Object;
     ghost->set("user", std::string("ghost-user"));
     skill->getObject("modes")->set("ghost", ghost);
-
-    configDir = std::make_unique<TempDir>();
-    configDir->write("system-manager.json", [&] {
-        std::ostringstream out;
-        config->stringify(out, 2);
-        return out.str();
-    }());
-    return configDir->path() + "/system-manager.json";
-}
-
-std::unique_ptr<SimDevice> startDevice()
-{
-    overlay = std::make_unique<TempDir>();
-    overlay->write("opt/pemo/Pemo/Skills/probe/package.json", R"({"name": "probe", "version": "1", "pemo": {"main": "main.sh"}})");
-    overlay->write("opt/pemo/Pemo/Skills/probe/main.sh", PROBE_MAIN, 0755);
-    SimOptions options;
-    options.overlays.push_back(overlay->path());
-    options.config = writeConfig();
-    auto started = std::make_unique<SimDevice>(options);
-    started->start();
-    return started;
 }
 
 } // namespace
 
 SimDevice& skillDevice()
 {
-    if (!startError.empty())
-        throw std::runtime_error("the skill device could not be started: " + startError.substr(0, 200));
-    if (!device)
-    {
-        try
-        {
-            device = startDevice();
-        }
-        catch (const std::exception& e)
-        {
-            startError = e.what();
-            throw;
-        }
-    }
-    return *device;
+    SimOptions options;
+    options.overlays = {{{"opt/pemo/Pemo/Skills/probe/package.json",
+                          R"({"name": "probe", "version": "1", "pemo": {"main": "main.sh"}})"},
+                         {"opt/pemo/Pemo/Skills/probe/main.sh", PROBE_MAIN}}};
+    options.config = addDevelopmentDirectoryAndGhostMode;
+    return sharedDevice(options);
 }
 
 ApiClient skillApi()
@@ -159,18 +105,6 @@ std::vector<Poco::JSON::Object::Ptr> launchReports()
     return reports;
 }
 
-bool eventually(const std::function<bool()>& condition, Poco::Timespan timeout)
-{
-    Poco::Timestamp start;
-    while (!condition())
-    {
-        if (start.isElapsed(timeout.totalMicroseconds()))
-            return false;
-        Poco::Thread::sleep(100);
-    }
-    return true;
-}
-
 std::vector<std::string> sessionTokens()
 {
     const HttpResponse r = skillApi().get("/session/list");
@@ -196,17 +130,6 @@ Poco::JSON::Object::Ptr listedSkill(const std::string& name)
             return skill;
     }
     return nullptr;
-}
-
-std::vector<std::string> logLines(const std::string& text)
-{
-    std::istringstream log(skillDevice().readStateFile("log/system-manager.log"));
-    std::vector<std::string> found;
-    std::string line;
-    while (std::getline(log, line))
-        if (line.find(text) != std::string::npos)
-            found.push_back(line);
-    return found;
 }
 
 } // namespace pemo::test

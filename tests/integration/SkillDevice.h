@@ -1,12 +1,10 @@
 #pragma once
 
-#include "Http.h"
-#include "SimDevice.h"
+#include "SharedDevice.h"
 
 #include <Poco/JSON/Object.h>
 #include <Poco/Timespan.h>
 
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -37,7 +35,10 @@ std::unique_ptr<WebSocketSubscriber> subscribeNotifications();
 std::vector<Poco::JSON::Object::Ptr> launchReports();
 
 // Polls condition every 100 ms until it holds or timeout passes.
-bool eventually(const std::function<bool()>& condition, Poco::Timespan timeout = Poco::Timespan(5, 0));
+inline bool eventually(const std::function<bool()>& condition, Poco::Timespan timeout)
+{
+    return eventually(condition, std::chrono::milliseconds(timeout.totalMilliseconds()));
+}
 
 // The tokens /session/list answers with.
 std::vector<std::string> sessionTokens();
@@ -46,6 +47,6 @@ std::vector<std::string> sessionTokens();
 Poco::JSON::Object::Ptr listedSkill(const std::string& name);
 
 // The lines of the system manager's log that contain text.
-std::vector<std::string> logLines(const std::string& text);
+inline std::vector<std::string> logLines(const std::string& text) { return logLines(skillDevice(), text); }
 
 } // namespace pemo::test

@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <memory>
+#include <sstream>
 #include <stdexcept>
 #include <thread>
 
@@ -38,35 +39,32 @@ public:
 void waitForSupervisedServices(const SimDevice& device)
 {
     const ApiClient api(device.port(), device.token());
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-    while (std::chrono::steady_clock::now() < deadline)
-    {
+    const auto allRunning = [&] {
         const HttpResponse list = api.get("/service/list");
-        bool allRunning = list.status == 200;
-        if (allRunning)
+        bool running = list.status == 200;
+        if (running)
         {
             const auto services = Poco::JSON::Parser().parse(list.body).extract<Poco::JSON::Object::Ptr>()
                                       ->getArray("services");
             for (std::size_t i = 0; i < services->size(); ++i)
-                allRunning = allRunning && services->getObject(static_cast<unsigned>(i))->getValue<bool>("running");
+                running = running && services->getObject(static_cast<unsigned>(i))->getValue<bool>("running");
         }
-        if (allRunning)
-            return;
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    }
-    throw std::runtime_error("the shared device's supervised services did not all start within 30 s");
+        return running;
+    };
+    if (!eventually(allRunning, std::chrono::seconds(30)))
+        throw std::runtime_error("the shared device's supervised services did not all start within 30 s");
 }
 
 } // namespace
 
-SimDevice& sharedDevice()
+SimDevice& sharedDevice(const SimOptions& options)
 {
     if (!startError.empty())
         throw std::runtime_error("the shared device could not be started (see the first failure): " +
                                  startError.substr(0, 200));
     if (!device)
     {
-        device = std::make_unique<SimDevice>();
+        device = std::make_unique<SimDevice>(options);
         try
         {
             device->start();
@@ -84,5 +82,27 @@ SimDevice& sharedDevice()
 ApiClient sharedApi() { return ApiClient(sharedDevice().port(), sharedDevice().token()); }
 
 ApiClient sharedApiWithoutToken() { return ApiClient(sharedDevice().port(), std::nullopt); }
+
+std::vector<std::string> logLines(const SimDevice& device, const std::string& text)
+{
+    std::istringstream log(device.readStateFile("log/system-manager.log"));
+    std::vector<std::string> found;
+    for (std::string line; std::getline(log, line);)
+        if (line.find(text) != std::string::npos)
+            found.push_back(line);
+    return found;
+}
+
+bool eventually(const std::function<bool()>& done, std::chrono::milliseconds limit)
+{
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    while (!done())
+    {
+        if (std::chrono::steady_clock::now() > deadline)
+            return done();
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+    return true;
+}
 
 } // namespace pemo::test

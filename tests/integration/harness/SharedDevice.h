@@ -3,16 +3,28 @@
 #include "Http.h"
 #include "SimDevice.h"
 
+#include <chrono>
+#include <functional>
+#include <string>
+#include <vector>
+
 namespace pemo::test {
 
-// The default device (config/device.json, no overlays), started on first
-// use and shared by every test of one test program, then stopped when the
-// program's tests are done. A failed start is remembered and reported to
-// every later caller instead of being retried.
-SimDevice& sharedDevice();
+// The device shared by every test of one test program, started on first use
+// with the options of that first call (the default device unless a program
+// says otherwise) and stopped when the program's tests are done. It is handed
+// out once its supervised services all run. A failed start is remembered and
+// reported to every later caller instead of being retried.
+SimDevice& sharedDevice(const SimOptions& options = {});
 
 // A client of the shared device with its token, and one without any.
 ApiClient sharedApi();
 ApiClient sharedApiWithoutToken();
+
+// The lines of the system manager's log on device that contain text.
+std::vector<std::string> logLines(const SimDevice& device, const std::string& text);
+
+// Polls every 100 ms until done() or the time is up; done()'s last answer.
+bool eventually(const std::function<bool()>& done, std::chrono::milliseconds limit = std::chrono::seconds(10));
 
 } // namespace pemo::test

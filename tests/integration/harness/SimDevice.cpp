@@ -1,10 +1,10 @@
 #include "SimDevice.h"
 
 #include <Poco/File.h>
-#include <Poco/FileStream.h>
 #include <Poco/JSON/Array.h>
 #include <Poco/JSON/Object.h>
 #include <Poco/JSON/Parser.h>
+#include <Poco/Net/ServerSocket.h>
 #include <Poco/Path.h>
 #include <Poco/Pipe.h>
 #include <Poco/PipeStream.h>
@@ -14,7 +14,6 @@
 
 #include <gtest/gtest.h>
 
-#include <arpa/inet.h>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -22,18 +21,18 @@
 #include <deque>
 #include <fcntl.h>
 #include <fstream>
-#include <netinet/in.h>
 #include <sstream>
 #include <stdexcept>
 #include <iostream>
 #include <sys/prctl.h>
-#include <sys/stat.h>
-#include <sys/socket.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 
 namespace pemo::test {
+
+std::string sourceDir() { return PEMO_SOURCE_DIR; }
+std::string buildDir() { return PEMO_BUILD_DIR; }
 
 namespace {
 
@@ -55,22 +54,7 @@ std::string makeTempDir(const char* prefix)
 // retries with a new one then.
 std::uint16_t freePort()
 {
-    int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-    if (fd < 0)
-        throw std::runtime_error("socket failed");
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = 0;
-    socklen_t length = sizeof(address);
-    if (::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0 ||
-        ::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) != 0)
-    {
-        ::close(fd);
-        throw std::runtime_error("could not find a free port");
-    }
-    ::close(fd);
-    return ntohs(address.sin_port);
+    return Poco::Net::ServerSocket(Poco::Net::SocketAddress("127.0.0.1", 0)).address().port();
 }
 
 namespace {
@@ -104,22 +88,34 @@ std::string tail(const std::string& path, std::size_t lines)
     return result;
 }
 
-std::string firstToken(const std::string& configPath)
+// config/device.json with the device's changes, as the text the system manager reads.
+std::string configText(const SimOptions& options)
 {
-    Poco::AutoPtr<Poco::Util::JSONConfiguration> config(new Poco::Util::JSONConfiguration(configPath));
-    return config->getString("pemo.auth.tokens[0]", "");
+    std::ifstream in(sourceDir() + "/config/device.json");
+    auto config = Poco::JSON::Parser().parse(in).extract<Poco::JSON::Object::Ptr>();
+    if (options.config)
+        options.config(*config);
+    std::ostringstream out;
+    config->stringify(out, 2);
+    return out.str();
+}
+
+void writeFile(const std::string& path, const std::string& content)
+{
+    Poco::File(Poco::Path(path).parent()).createDirectories();
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out << content;
+    if (!out)
+        throw std::runtime_error("cannot write " + path);
 }
 
 } // namespace
 
-std::string sourceDir() { return PEMO_SOURCE_DIR; }
-std::string buildDir() { return PEMO_BUILD_DIR; }
-
 SimDevice::SimDevice(SimOptions options) : _options(std::move(options))
 {
-    if (_options.config.empty())
-        _options.config = sourceDir() + "/config/device.json";
-    _token = firstToken(_options.config);
+    std::istringstream config(configText(_options));
+    Poco::AutoPtr<Poco::Util::JSONConfiguration> parsed(new Poco::Util::JSONConfiguration(config));
+    _token = parsed->getString("pemo.auth.tokens[0]", "");
 }
 
 SimDevice::~SimDevice()
@@ -151,26 +147,37 @@ void SimDevice::start()
     throw std::runtime_error(error);
 }
 
-bool SimDevice::tryStart(std::string& error)
+// A new run directory with the configuration and the overlays; the
+// simulator's command line.
+std::vector<std::string> SimDevice::prepareRun()
 {
     removeFiles();
     _runDir = makeTempDir("pemo-it");
     _stateDir = _runDir + "/state";
     _port = freePort();
     _exitStatus = -1;
-
-    std::vector<std::string> args = {sourceDir() + "/sim/pemo-sim",
-                                     "--build", buildDir(),
-                                     "--state", _stateDir,
-                                     "--port", std::to_string(_port),
-                                     "--config", _options.config};
-    for (const auto& overlay : _options.overlays)
+    writeFile(_runDir + "/device.json", configText(_options));
+    std::vector<std::string> args = {sourceDir() + "/sim/pemo-sim", "--build", buildDir(), "--state", _stateDir,
+                                     "--port", std::to_string(_port), "--config", _runDir + "/device.json"};
+    for (std::size_t i = 0; i < _options.overlays.size(); ++i)
     {
-        args.push_back("--overlay");
-        args.push_back(overlay);
+        const std::string dir = _runDir + "/overlay-" + std::to_string(i);
+        Poco::File(dir).createDirectories();
+        for (const auto& [path, content] : _options.overlays[i])
+        {
+            writeFile(dir + "/" + path, content);
+            if (content.rfind("#!", 0) == 0)
+                Poco::File(dir + "/" + path).setExecutable(true);
+        }
+        args.insert(args.end(), {"--overlay", dir});
     }
     args.insert(args.end(), _options.extraArgs.begin(), _options.extraArgs.end());
+    return args;
+}
 
+bool SimDevice::tryStart(std::string& error)
+{
+    std::vector<std::string> args = prepareRun();
     std::vector<char*> argv;
     for (auto& a : args)
         argv.push_back(a.data());
@@ -248,18 +255,11 @@ int SimDevice::stop()
     if (_pid > 0)
     {
         ::kill(_pid, SIGTERM);
-        int status = 0;
-        const auto deadline = Clock::now() + std::chrono::seconds(45);
-        pid_t reaped = 0;
-        while ((reaped = ::waitpid(_pid, &status, WNOHANG)) == 0 && Clock::now() < deadline)
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        if (reaped == 0)
+        if (waitForExit(45) == -1)
         {
             ::kill(_pid, SIGKILL);
-            ::waitpid(_pid, &status, 0);
+            waitForExit(5);
         }
-        _pid = -1;
-        _exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     }
     if (!_runDir.empty() && !_options.keepFiles)
     {
@@ -296,11 +296,7 @@ std::string SimDevice::readStateFile(const std::string& relative) const { return
 
 void SimDevice::writeStateFile(const std::string& relative, const std::string& content) const
 {
-    Poco::File(Poco::Path(statePath(relative)).parent()).createDirectories();
-    std::ofstream out(statePath(relative), std::ios::binary | std::ios::trunc);
-    out << content;
-    if (!out)
-        throw std::runtime_error("cannot write " + statePath(relative));
+    writeFile(statePath(relative), content);
 }
 
 std::vector<std::vector<std::string>> SimDevice::calls(const std::string& program) const
@@ -348,33 +344,6 @@ std::string SimDevice::diagnostics() const
                             "log/service-registry.out", "log/service-registry.log"})
         text += std::string("  ") + log + ":\n" + tail(statePath(log), 15);
     return text;
-}
-
-TempDir::TempDir() : _path(makeTempDir("pemo-it-overlay")) {}
-
-TempDir::~TempDir()
-{
-    try
-    {
-        Poco::File(_path).remove(true);
-    }
-    catch (const Poco::Exception&)
-    {
-    }
-}
-
-void TempDir::write(const std::string& relative, const std::string& content, unsigned mode) const
-{
-    const std::string path = _path + "/" + relative;
-    Poco::File(Poco::Path(path).parent()).createDirectories();
-    {
-        std::ofstream out(path, std::ios::binary | std::ios::trunc);
-        out << content;
-        if (!out)
-            throw std::runtime_error("cannot write " + path);
-    }
-    if (::chmod(path.c_str(), mode) != 0)
-        throw std::runtime_error("cannot chmod " + path);
 }
 
 } // namespace pemo::test

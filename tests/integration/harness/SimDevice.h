@@ -1,19 +1,27 @@
 #pragma once
 
+#include <Poco/JSON/Object.h>
+
 #include <cstdint>
+#include <functional>
+#include <map>
 #include <string>
 #include <sys/types.h>
 #include <vector>
 
 namespace pemo::test {
 
+// Files placed over the device's file system: absolute path in the device
+// (without the leading slash) to content; a script ("#!") is executable.
+using Overlay = std::map<std::string, std::string>;
+
 // How to start a simulated device; the defaults are those of the README.
 struct SimOptions
 {
-    // Directories placed over the device's file system, later ones winning.
-    std::vector<std::string> overlays;
-    // System manager configuration; empty means config/device.json.
-    std::string config;
+    // Placed over the device's file system, later ones winning.
+    std::vector<Overlay> overlays;
+    // Changes to config/device.json for this device; none by default.
+    std::function<void(Poco::JSON::Object&)> config;
     // Further command-line options for sim/pemo-sim.
     std::vector<std::string> extraArgs;
     // Keep the run's directory after stop() even when all went well.
@@ -53,7 +61,7 @@ public:
 
     std::uint16_t port() const { return _port; }
     const std::string& stateDir() const { return _stateDir; }
-    // The first token of the configuration's pemo.auth.tokens.
+    // The first token of pemo.auth.tokens in the device's configuration.
     const std::string& token() const { return _token; }
 
     // A path inside the state directory.
@@ -74,6 +82,7 @@ public:
 
 private:
     bool tryStart(std::string& error);
+    std::vector<std::string> prepareRun();
 
     SimOptions _options;
     std::string _runDir;
@@ -90,21 +99,5 @@ std::uint16_t freePort();
 // Directories the tests were built from.
 std::string sourceDir();
 std::string buildDir();
-
-// A fresh temporary directory that a test fills as an overlay.
-class TempDir
-{
-public:
-    TempDir();
-    ~TempDir();
-    TempDir(const TempDir&) = delete;
-    TempDir& operator=(const TempDir&) = delete;
-    const std::string& path() const { return _path; }
-    // Writes a file below the directory (creating parents) with the given mode.
-    void write(const std::string& relative, const std::string& content, unsigned mode = 0644) const;
-
-private:
-    std::string _path;
-};
 
 } // namespace pemo::test

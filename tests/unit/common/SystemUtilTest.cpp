@@ -1,8 +1,13 @@
+#include "FakeHTTP.h"
 #include "ScratchDir.h"
 
 #include "common/SystemUtil.h"
+#include "policy/ModeHandler.h"
+#include "update/VersionHandler.h"
 
 #include <gtest/gtest.h>
+
+#include <unistd.h>
 
 using namespace pemo::system;
 using pemo::system::test::PathPrefix;
@@ -94,4 +99,56 @@ TEST_F(RunProgramTest, ExitStatusOfAFailedExecIsStillAStartedProgram)
 
     EXPECT_TRUE(result.started);
     EXPECT_EQ(72, result.exitCode);
+}
+
+// The mode and version endpoints over stand-ins for the platform's programs,
+// found on PATH as on the device; each stand-in records its arguments. One
+// handler of each kind serves every case, so a cached answer shows.
+TEST_F(RunProgramTest, ModeAndVersionAnswerWhatTheirProgramsDid)
+{
+    struct Case
+    {
+        const char* program;
+        const char* script;
+        const char* body; // null for a GET
+        int status;
+        const char* reason;
+        const char* answer;
+        const char* arguments; // as recorded, one per line; null when not run
+    };
+    const Case cases[] = {
+        {"pemo-getmode", "printf 'developer \\t\\r\\n\\n'", nullptr, 200, "OK",
+         "{\n    \"mode\": \"developer\"\n}", "\n"},
+        {"pemo-getmode", "echo normal; exit 1", nullptr, 500, "Could not read mode", "", "\n"},
+        {"pemo-getmode", "printf ' \\n\\t\\n'", nullptr, 500, "Could not read mode", "", "\n"},
+        {"pemo-setmode", "exit 0", R"js({"mode":"a b \"c\" $(d)"})js", 204, "No Content", "", "a b \"c\" $(d)\n"},
+        {"pemo-setmode", "exit 1", R"({"mode":""})", 400, "Could not set mode to ", "", "\n"},
+        {"pemo-setmode", "exit 3", R"({"mode":"x"})", 400, "Could not set mode to x", "", "x\n"},
+        {"pemo-setmode", "exit 0", R"({"mode":5})", 400, "Malformed arguments", "", nullptr},
+        {"pemo-version", "printf 'os 2.0\\nskills 1.4 \\n\\n'", nullptr, 200, "OK",
+         "{\n    \"version\": \"os 2.0\\nskills 1.4\"\n}", "\n"},
+        {"pemo-version", "echo ' '", nullptr, 500, "Could not read version", "", "\n"},
+        {"pemo-version", "echo 1.0; exit 1", nullptr, 500, "Could not read version", "", "\n"},
+    };
+    PathPrefix prefix(dir.path());
+    ModeHandler mode;
+    VersionHandler version;
+    for (const Case& c : cases)
+    {
+        SCOPED_TRACE(std::string(c.program) + " " + c.script);
+        ::unlink(dir.file("arguments").c_str());
+        dir.script(c.program, "printf '%s\\n' \"$@\" >> " + dir.file("arguments") + "\n" + c.script);
+        test::FakeRequest request(c.body ? c.body : "");
+        test::FakeResponse response;
+        if (std::string(c.program) == "pemo-version")
+            version.get(request, response, {}, nullptr);
+        else if (c.body)
+            mode.post(request, response, {}, nullptr);
+        else
+            mode.get(request, response, {}, nullptr);
+        EXPECT_EQ(c.status, response.getStatus());
+        EXPECT_EQ(c.reason, response.getReason());
+        EXPECT_EQ(c.answer, response.body());
+        EXPECT_EQ(c.arguments ? c.arguments : "", dir.read("arguments"));
+    }
 }

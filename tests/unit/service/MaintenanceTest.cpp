@@ -2,6 +2,7 @@
 #include "FakeServices.h"
 #include "ScratchDir.h"
 
+#include "common/SystemUtil.h"
 #include "service/Archive.h"
 #include "service/BackupHandler.h"
 #include "service/RestoreHandler.h"
@@ -80,7 +81,8 @@ protected:
         ScratchDir tree;
         Poco::File(tree.file("svc")).createDirectories();
         tree.write("svc/data.txt", data);
-        Archive::pack(tree.path(), _work.file("prepared.tar.bz2"));
+        // Made by tar, as the platform's programs make theirs: entries named "./svc/...".
+        ASSERT_TRUE(runProgram("tar", {"-cjf", _work.file("prepared.tar.bz2"), "-C", tree.path(), "."}).succeeded());
     }
 
     std::string restoredData() const

@@ -1,7 +1,12 @@
+#include "FakeHTTP.h"
 #include "FakeServices.h"
 
 #include "service/ServiceManager.h"
+#include "session/SessionCurrentHandler.h"
+#include "session/SessionDeleteHandler.h"
+#include "session/SessionListHandler.h"
 #include "session/SessionManager.h"
+#include "session/SessionRequestHandler.h"
 
 #include <gtest/gtest.h>
 
@@ -12,7 +17,7 @@ namespace pemo {
 namespace system {
 namespace {
 
-using test::RecordingService;
+using pemo::test::RecordingService;
 
 const std::string SESSION_OBJECT = R"({
             "token": "tok-1",
@@ -30,7 +35,7 @@ class SessionFanOutTest : public ::testing::Test
 protected:
     SessionFanOutTest()
         : _registryClient("127.0.0.1", _registry.port()),
-          _services(std::make_shared<ServiceManager>(test::jsonConfig(R"({"connection_timeout": 500})"),
+          _services(std::make_shared<ServiceManager>(pemo::test::jsonConfig(R"({"connection_timeout": 500})"),
                                                      _registryClient))
     {
     }
@@ -87,8 +92,8 @@ TEST_F(SessionFanOutTest, ServicesSharingAnAddressGetOneRequest)
 {
     RecordingService shared;
     RecordingService alone;
-    _registry.setRecords({test::recordAt("one", shared.port()), test::recordAt("two", shared.port()),
-                          test::recordAt("three", alone.port())});
+    _registry.setRecords({pemo::test::recordAt("one", shared.port()), pemo::test::recordAt("two", shared.port()),
+                          pemo::test::recordAt("three", alone.port())});
 
     ASSERT_TRUE(_services->createSession(session()));
     EXPECT_EQ(shared.requests().size(), 1u);
@@ -100,8 +105,8 @@ TEST_F(SessionFanOutTest, AnAddressThatNeverAnswersIsGivenUpWhileTheOthersAreSti
 {
     RecordingService silent(true);
     RecordingService healthy;
-    _registry.setRecords({test::recordAt("silent", silent.port()), test::recordAt("healthy", healthy.port())});
-    test::LogCapture log("SystemManager.ServiceManager");
+    _registry.setRecords({pemo::test::recordAt("silent", silent.port()), pemo::test::recordAt("healthy", healthy.port())});
+    pemo::test::LogCapture log("SystemManager.ServiceManager");
 
     const auto before = std::chrono::steady_clock::now();
     EXPECT_FALSE(_services->createSession(session()));
@@ -117,72 +122,127 @@ TEST_F(SessionFanOutTest, AnAddressThatNeverAnswersIsGivenUpWhileTheOthersAreSti
 TEST_F(SessionFanOutTest, AnUnreachableRegistryIsLoggedAndReportedAsNotTold)
 {
     pemo::ServiceRegistryClient nowhere("127.0.0.1", 1);
-    ServiceManager services(test::jsonConfig(R"({"connection_timeout": 500})"), nowhere);
-    test::LogCapture log("SystemManager.ServiceManager");
+    ServiceManager services(pemo::test::jsonConfig(R"({"connection_timeout": 500})"), nowhere);
+    pemo::test::LogCapture log("SystemManager.ServiceManager");
 
     EXPECT_FALSE(services.createSession(session()));
     EXPECT_TRUE(log.contains("ServiceManager::createSession ServiceRegistry connection error: "));
     EXPECT_TRUE(log.contains("ServiceManager::createSession Error sending request to 127.0.0.1:1"));
 }
 
+// The session endpoints over a session manager whose changes fan out to the
+// recording registry.
 class SessionManagerTest : public SessionFanOutTest
 {
 protected:
-    SessionManager _sessions{nullptr, _services};
+    struct Answer
+    {
+        int status;
+        std::string reason;
+        std::string body;
+    };
+
+    static Answer call(pemo::HTTPRequestHandler& handler, const std::string& method, const std::string& body = "")
+    {
+        test::FakeRequest request(body);
+        test::FakeResponse response;
+        if (method == "GET")
+            handler.get(request, response, {}, nullptr);
+        else
+            handler.post(request, response, {}, nullptr);
+        EXPECT_EQ(1, response.sendCount());
+        return {response.getStatus(), response.getReason(), response.body()};
+    }
+
+    static std::string tokenOf(const Answer& answer)
+    {
+        const auto at = answer.body.find("\"token\": \"") + 10;
+        return answer.body.substr(at, answer.body.find('"', at) - at);
+    }
+
+    static std::string sessionBody(const std::string& token)
+    {
+        return "{\n    \"session\": {\n        \"token\": \"" + token +
+               "\",\n        \"permissions\": {\n            \"recordVideo\": false,\n"
+               "            \"recordAudio\": false,\n            \"takePhoto\": false,\n"
+               "            \"firePhotonTorpedos\": false\n        }\n    }\n}";
+    }
+
+    static std::string named(const std::string& token) { return R"({"session": ")" + token + "\"}"; }
+
+    std::shared_ptr<SessionManager> _sessions = std::make_shared<SessionManager>(nullptr, _services);
+    SessionRequestHandler _request{_sessions};
+    SessionListHandler _list{_sessions};
+    SessionCurrentHandler _current{_sessions};
+    SessionDeleteHandler _delete{_sessions};
 };
 
-TEST_F(SessionManagerTest, NewSessionsHaveDistinctTokensNoPermissionsAndAreListedInTokenOrder)
+TEST_F(SessionManagerTest, RequestedSessionsHoldNoPermissionsAndAreListedInTokenOrder)
 {
-    const auto a = _sessions.createSession();
-    const auto b = _sessions.createSession();
+    const Answer first = call(_request, "GET");
+    const Answer second = call(_request, "GET");
 
-    EXPECT_NE(a->token, b->token);
-    EXPECT_EQ(a->permissions, pemo::Permissions(false));
-    auto expected = std::vector<std::string>{a->token, b->token};
-    std::sort(expected.begin(), expected.end());
-    EXPECT_EQ(_sessions.getSessions(), expected);
-    EXPECT_EQ(_registry.requests().size(), 2u);
+    EXPECT_EQ(200, first.status);
+    EXPECT_EQ(sessionBody(tokenOf(first)), first.body);
+    EXPECT_NE(tokenOf(first), tokenOf(second));
+    EXPECT_EQ(2u, _registry.requests().size());
+    const std::string low = std::min(tokenOf(first), tokenOf(second));
+    const std::string high = std::max(tokenOf(first), tokenOf(second));
+    EXPECT_EQ("{\n    \"sessions\": [\n        \"" + low + "\",\n        \"" + high + "\"\n    ]\n}",
+              call(_list, "GET").body);
 }
 
 TEST_F(SessionManagerTest, DeletingTheCurrentSessionLeavesNoCurrentSession)
 {
-    const auto session = _sessions.createSession();
-    ASSERT_TRUE(_sessions.setCurrentSession(session->token));
-    EXPECT_EQ(_sessions.getCurrentSession(), session);
+    const std::string token = tokenOf(call(_request, "GET"));
+    EXPECT_EQ(204, call(_current, "POST", named(token)).status);
+    EXPECT_EQ(sessionBody(token), call(_current, "GET").body);
 
-    ASSERT_TRUE(_sessions.deleteSession(session->token));
-    try
-    {
-        _sessions.getCurrentSession();
-        FAIL() << "expected SessionManagerException";
-    }
-    catch (const SessionManagerException& e)
-    {
-        EXPECT_EQ(std::string(e.what()), "No session found: " + session->token);
-    }
+    EXPECT_EQ(204, call(_delete, "POST", named(token)).status);
+    const Answer current = call(_current, "GET");
+    EXPECT_EQ(400, current.status);
+    EXPECT_EQ("No current session", current.reason);
+    EXPECT_EQ("", current.body);
 }
 
-TEST_F(SessionManagerTest, UnknownTokensThrowAndLeaveTheCurrentSession)
+TEST_F(SessionManagerTest, UnknownTokensAndMalformedBodiesLeaveTheCurrentSession)
 {
-    const auto session = _sessions.createSession();
-    ASSERT_TRUE(_sessions.setCurrentSession(session->token));
+    const std::string token = tokenOf(call(_request, "GET"));
+    ASSERT_EQ(204, call(_current, "POST", named(token)).status);
 
-    EXPECT_THROW(_sessions.setCurrentSession("unknown"), SessionManagerException);
-    EXPECT_THROW(_sessions.deleteSession("unknown"), SessionManagerException);
-    EXPECT_THROW(_sessions.getSession("unknown"), SessionManagerException);
-    EXPECT_EQ(_sessions.getCurrentSession(), session);
+    Answer r = call(_delete, "POST", named("unknown"));
+    EXPECT_EQ(404, r.status);
+    EXPECT_EQ("Not Found", r.reason);
+    r = call(_current, "POST", named("unknown"));
+    EXPECT_EQ(400, r.status);
+    EXPECT_EQ("No current session", r.reason);
+    EXPECT_THROW(_sessions->getSession("unknown"), SessionManagerException);
+    for (const std::string body : {R"({"token": "x"})", R"({"session": 5})", "not json"})
+    {
+        for (auto* handler : std::initializer_list<pemo::HTTPRequestHandler*>{&_delete, &_current})
+        {
+            r = call(*handler, "POST", body);
+            EXPECT_EQ(400, r.status) << body;
+            EXPECT_EQ("Malformed arguments", r.reason) << body;
+        }
+    }
+    EXPECT_EQ(sessionBody(token), call(_current, "GET").body);
 }
 
+// The change is made even when a service could not be told of it.
 TEST_F(SessionManagerTest, AFailedFanOutStillSelectsAndDeletes)
 {
-    const auto session = _sessions.createSession();
+    const std::string token = tokenOf(call(_request, "GET"));
     RecordingService silent(true);
-    _registry.setRecords({test::recordAt("silent", silent.port())});
+    _registry.setRecords({pemo::test::recordAt("silent", silent.port())});
 
-    EXPECT_FALSE(_sessions.setCurrentSession(session->token));
-    EXPECT_EQ(_sessions.getCurrentSession(), session);
-    EXPECT_FALSE(_sessions.deleteSession(session->token));
-    EXPECT_TRUE(_sessions.getSessions().empty());
+    Answer r = call(_current, "POST", named(token));
+    EXPECT_EQ(500, r.status);
+    EXPECT_EQ("Failed to communicate to other services", r.reason);
+    EXPECT_EQ(sessionBody(token), call(_current, "GET").body);
+    r = call(_delete, "POST", named(token));
+    EXPECT_EQ(500, r.status);
+    EXPECT_TRUE(_sessions->getSessions().empty());
 }
 
 } // namespace
