@@ -148,33 +148,20 @@ TEST_F(SkillLaunchTest, RefusalsNameTheirCause)
     EXPECT_EQ(r.reason, "Malformed arguments");
 }
 
-// The catalogue rules on real directory trees, rescanned by every list.
-TEST_F(SkillLaunchTest, CatalogueFollowsTheDirectories)
+// The device's search directories in the configured order, and the exact
+// form of an entry never launched; the catalogue's rules themselves are
+// pinned by its unit tests.
+TEST_F(SkillLaunchTest, CatalogueFollowsTheConfiguredDirectories)
 {
     const std::string installed = installedSkills();
-    installSkill(installed + "/zz-bare", "{}");
     installSkill(installed + "/zz-twin", R"({"name":"zz twin","version":"installed"})");
     installSkill(developmentSkills() + "/zz-twin", R"({"name":"zz twin","version":"development"})");
     installSkill(installed + "/dev/zz-tool", R"({"name":"zz-tool","version":"2"})");
-    // The development directory itself must not be taken for a skill.
-    installSkill(installed + "/dev", R"({"name":"zz-dev-as-skill"})");
-    skillDevice().writeStateFile("device/opt/pemo/Pemo/Skills/zz-file", "not a skill");
 
-    HttpResponse r = skillApi().get("/skill/list");
+    const HttpResponse r = skillApi().get("/skill/list");
     ASSERT_EQ(r.status, 200);
     EXPECT_EQ(r.header("Content-Type"), "application/json");
-    const auto invalid = listedSkill("INVALID SKILL");
-    ASSERT_TRUE(invalid);
-    EXPECT_EQ(invalid->getValue<std::string>("version"), "INVALID SKILL");
-    EXPECT_EQ(listedSkill("zz twin")->getValue<std::string>("version"), "development");
     EXPECT_EQ(listedSkill("zz twin")->getValue<std::string>("path"), "/opt/pemo/Dev/Skills/zz-twin");
-    EXPECT_TRUE(listedSkill("zz-tool"));
-    EXPECT_FALSE(listedSkill("zz-dev-as-skill"));
-
-    // Byte-wise order, and the exact form of an entry never launched.
-    const std::size_t twin = r.body.find("\"zz twin\"");
-    EXPECT_LT(r.body.find("\"INVALID SKILL\""), r.body.find("\"countdown\""));
-    EXPECT_LT(twin, r.body.find("\"zz-tool\""));
     EXPECT_NE(r.body.find(R"({
             "name": "zz-tool",
             "path": "/opt/pemo/Pemo/Skills/dev/zz-tool",
@@ -190,10 +177,9 @@ TEST_F(SkillLaunchTest, CatalogueFollowsTheDirectories)
 
     Poco::File(developmentSkills() + "/zz-twin").remove(true);
     EXPECT_EQ(listedSkill("zz twin")->getValue<std::string>("version"), "installed");
-    for (const char* dir : {"zz-bare", "zz-twin", "dev", "zz-file"})
+    for (const char* dir : {"zz-twin", "dev/zz-tool"})
         Poco::File(installed + "/" + dir).remove(true);
     EXPECT_FALSE(listedSkill("zz twin"));
-    EXPECT_FALSE(listedSkill("INVALID SKILL"));
 }
 
 // Deleting a running skill's directory drops it from the catalogue at once,

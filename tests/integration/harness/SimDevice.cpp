@@ -34,22 +34,6 @@ namespace pemo::test {
 std::string sourceDir() { return PEMO_SOURCE_DIR; }
 std::string buildDir() { return PEMO_BUILD_DIR; }
 
-namespace {
-
-using Clock = std::chrono::steady_clock;
-
-std::string makeTempDir(const char* prefix)
-{
-    std::string templ = std::string("/tmp/") + prefix + ".XXXXXX";
-    std::vector<char> buffer(templ.begin(), templ.end());
-    buffer.push_back('\0');
-    if (!::mkdtemp(buffer.data()))
-        throw std::runtime_error(std::string("mkdtemp: ") + std::strerror(errno));
-    return buffer.data();
-}
-
-} // namespace
-
 // Another process may take the port before the simulator binds it; start()
 // retries with a new one then.
 std::uint16_t freePort()
@@ -58,6 +42,8 @@ std::uint16_t freePort()
 }
 
 namespace {
+
+using Clock = std::chrono::steady_clock;
 
 std::string readFile(const std::string& path)
 {
@@ -152,7 +138,10 @@ void SimDevice::start()
 std::vector<std::string> SimDevice::prepareRun()
 {
     removeFiles();
-    _runDir = makeTempDir("pemo-it");
+    char run[] = "/tmp/pemo-it.XXXXXX";
+    if (!::mkdtemp(run))
+        throw std::runtime_error(std::string("mkdtemp: ") + std::strerror(errno));
+    _runDir = run;
     _stateDir = _runDir + "/state";
     _port = freePort();
     _exitStatus = -1;
@@ -210,44 +199,43 @@ bool SimDevice::tryStart(std::string& error)
     _pid = pid;
 
     const auto deadline = Clock::now() + std::chrono::seconds(90);
-    while (Clock::now() < deadline)
+    while (!Poco::File(_stateDir + "/ready").exists())
     {
-        if (Poco::File(_stateDir + "/ready").exists())
-            return true;
-        int status = 0;
-        if (::waitpid(_pid, &status, WNOHANG) == _pid)
+        if (waitForExit(0) != -1)
         {
-            _pid = -1;
-            _exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
             error = "the simulator exited before the device was ready:\n" + diagnostics();
+            return false;
+        }
+        if (Clock::now() > deadline)
+        {
+            error = "the device was not ready within 90 s:\n" + diagnostics();
+            stop();
             return false;
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
-    error = "the device was not ready within 90 s:\n" + diagnostics();
-    stop();
-    return false;
+    return true;
 }
 
 bool SimDevice::running() const { return _pid > 0; }
 
 int SimDevice::waitForExit(int seconds)
 {
-    if (_pid <= 0)
-        return _exitStatus;
     const auto deadline = Clock::now() + std::chrono::seconds(seconds);
-    while (Clock::now() < deadline)
+    while (_pid > 0)
     {
         int status = 0;
         if (::waitpid(_pid, &status, WNOHANG) == _pid)
         {
             _pid = -1;
             _exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-            return _exitStatus;
         }
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        else if (Clock::now() >= deadline)
+            return -1;
+        else
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
-    return -1;
+    return _exitStatus;
 }
 
 int SimDevice::stop()

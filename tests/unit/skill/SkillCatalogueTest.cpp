@@ -76,70 +76,43 @@ protected:
 
 } // namespace
 
-TEST_F(SkillCatalogueTest, AbsentOrEmptySearchDirectoriesGiveNoSkills)
+TEST_F(SkillCatalogueTest, OnlyDirectoriesWithAPackageFileAreSkillsAndMissingFieldsTakeDefaults)
 {
     auto skills = manager();
-    EXPECT_TRUE(list(*skills).empty());
-    Poco::File(dir.file("a")).createDirectories();
-    EXPECT_TRUE(list(*skills).empty());
-}
-
-TEST_F(SkillCatalogueTest, OnlyDirectoriesWithAPackageFileAreSkills)
-{
+    EXPECT_TRUE(list(*skills).empty()) << "no search directory exists";
     skill("a/hello", R"({"name":"hello","version":"1.2.3","pemo":{"main":"main.js"}})");
+    skill("a/anonymous", R"({"version":"2"})");
+    skill("a/unversioned", R"({"name":"unversioned"})");
     Poco::File(dir.file("a/no-package")).createDirectories();
     dir.write("a/loose-file", "{}");
     Poco::File(dir.file("a/package-is-dir/package.json")).createDirectories();
     skill("a/broken", "{ not json");
 
-    const auto skills = list(*manager());
-    ASSERT_EQ(1u, skills.size());
-    EXPECT_EQ("hello", skills[0].name);
-    EXPECT_EQ(dir.file("a/hello"), skills[0].path);
-    EXPECT_EQ("1.2.3", skills[0].version);
-    EXPECT_FALSE(skills[0].running);
-    EXPECT_EQ(Skill::Clock::time_point(), skills[0].lastStartTime);
+    const auto listed = list(*skills);
+    EXPECT_EQ((std::vector<std::string>{"INVALID SKILL@" + dir.file("a/anonymous"), "hello@" + dir.file("a/hello"),
+                                        "unversioned@" + dir.file("a/unversioned")}),
+              names(listed));
+    ASSERT_EQ(3u, listed.size());
+    EXPECT_EQ("2", listed[0].version);
+    EXPECT_EQ("1.2.3", listed[1].version);
+    EXPECT_FALSE(listed[1].running);
+    EXPECT_EQ(Skill::Clock::time_point(), listed[1].lastStartTime);
+    EXPECT_EQ("INVALID SKILL", listed[2].version);
 }
 
-TEST_F(SkillCatalogueTest, MissingPackageFieldsTakeTheirDefaults)
-{
-    skill("a/anonymous", R"({"version":"2"})");
-    skill("a/unversioned", R"({"name":"unversioned"})");
-
-    const auto skills = list(*manager());
-    ASSERT_EQ(2u, skills.size());
-    EXPECT_EQ("INVALID SKILL", skills[0].name);
-    EXPECT_EQ("2", skills[0].version);
-    EXPECT_EQ("unversioned", skills[1].name);
-    EXPECT_EQ("INVALID SKILL", skills[1].version);
-}
-
-TEST_F(SkillCatalogueTest, LaterSearchDirectoryWinsANameClash)
+// "dev" lies inside "a": it is searched after "b" and is no skill itself,
+// though its package.json names one.
+TEST_F(SkillCatalogueTest, LaterSearchDirectoryWinsANameClashAndNoneIsASkill)
 {
     skill("a/one", R"({"name":"same","version":"from-a"})");
     skill("b/two", R"({"name":"same","version":"from-b"})");
     skill("a/dev/three", R"({"name":"same","version":"from-dev"})");
+    dir.write("a/dev/package.json", R"({"name":"dev-as-skill"})");
 
     auto skills = manager();
-    auto listed = list(*skills);
-    ASSERT_EQ(1u, listed.size());
-    EXPECT_EQ("from-dev", listed[0].version);
-    EXPECT_EQ(dir.file("a/dev/three"), listed[0].path);
-
+    EXPECT_EQ(std::vector<std::string>{"same@" + dir.file("a/dev/three")}, names(list(*skills)));
     Poco::File(dir.file("a/dev/three")).remove(true);
-    listed = list(*skills);
-    ASSERT_EQ(1u, listed.size());
-    EXPECT_EQ(dir.file("b/two"), listed[0].path);
-}
-
-TEST_F(SkillCatalogueTest, ASearchDirectoryInsideAnotherIsNotASkill)
-{
-    // Were "dev" taken for a skill, its package.json would name it.
-    Poco::File(dir.file("a/dev")).createDirectories();
-    dir.write("a/dev/package.json", R"({"name":"dev-as-skill"})");
-    skill("a/dev/tool", R"({"name":"tool"})");
-
-    EXPECT_EQ(std::vector<std::string>{"tool@" + dir.file("a/dev/tool")}, names(list(*manager())));
+    EXPECT_EQ(std::vector<std::string>{"same@" + dir.file("b/two")}, names(list(*skills)));
 }
 
 TEST_F(SkillCatalogueTest, ListsInByteOrderAndForgetsDeletedSkills)
