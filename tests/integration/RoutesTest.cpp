@@ -74,12 +74,6 @@ TEST_F(RoutesTest, UpdateRouteTakesAnOptionalIdentifier)
     }
 }
 
-TEST_F(RoutesTest, QueryStringsDoNotTakePartInMatching)
-{
-    const HttpResponse r = api().get("/mode?verbose=1");
-    EXPECT_EQ(r.status, 200) << describe(r);
-}
-
 TEST_F(RoutesTest, MethodsAHandlerDoesNotServeAreRefused)
 {
     const std::vector<std::pair<std::string, std::string>> refused = {

@@ -165,16 +165,6 @@ TEST_F(SimulatorTest, LaterOverlaysWinAndSymbolicLinksOfTheHostAreFollowed)
     EXPECT_EQ(exec({"cat", "/var/pemo/identity.json"}).output, "{\"from\": \"first\"}\n");
 }
 
-TEST_F(SimulatorTest, TheSkillUsersExist)
-{
-    for (const char* user : {"pemo", "developer"})
-    {
-        const ExecResult r = exec({"id", "-un", user});
-        EXPECT_EQ(r.status, 0) << user << ": " << r.output;
-        EXPECT_EQ(r.output, std::string(user) + "\n");
-    }
-}
-
 TEST_F(SimulatorTest, TheSystemManagerRegistersWithTheDevicesRegistry)
 {
     // The registration happens at start and is refreshed every ten seconds.

@@ -90,20 +90,11 @@ protected:
     std::unique_ptr<TestService> service;
 };
 
-const std::string FULL_SESSION = R"({"token": "%s", "permissions": {"recordVideo": true, "recordAudio": true,
-    "takePhoto": true, "firePhotonTorpedos": true}})";
-
 std::string session(const std::string& token, bool audioOnly = false)
 {
-    std::string json = FULL_SESSION;
-    json.replace(json.find("%s"), 2, token);
-    if (audioOnly)
-        for (const char* flag : {"\"recordVideo\": true", "\"takePhoto\": true", "\"firePhotonTorpedos\": true"})
-        {
-            const std::string f(flag);
-            json.replace(json.find(f), f.size(), f.substr(0, f.size() - 4) + "false");
-        }
-    return json;
+    const std::string others = audioOnly ? "false" : "true";
+    return R"({"token": ")" + token + R"(", "permissions": {"recordVideo": )" + others +
+           R"(, "recordAudio": true, "takePhoto": )" + others + R"(, "firePhotonTorpedos": )" + others + "}}";
 }
 
 } // namespace

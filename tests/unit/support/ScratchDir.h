@@ -1,5 +1,12 @@
 #pragma once
 
+#include <Poco/Environment.h>
+#include <Poco/Exception.h>
+#include <Poco/File.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
 #include <string>
 
 namespace pemo {
@@ -11,8 +18,23 @@ namespace test {
 class ScratchDir
 {
 public:
-    ScratchDir();
-    ~ScratchDir();
+    ScratchDir()
+    {
+        char pattern[] = "/tmp/pemo-unit-XXXXXX";
+        if (!mkdtemp(pattern))
+            throw Poco::IOException("mkdtemp failed");
+        _path = pattern;
+    }
+    ~ScratchDir()
+    {
+        try
+        {
+            Poco::File(_path).remove(true);
+        }
+        catch (const Poco::Exception&)
+        {
+        }
+    }
 
     ScratchDir(const ScratchDir&) = delete;
     ScratchDir& operator=(const ScratchDir&) = delete;
@@ -21,12 +43,25 @@ public:
     std::string file(const std::string& name) const { return _path + "/" + name; }
 
     /// Writes a file with content; returns its path.
-    std::string write(const std::string& name, const std::string& content) const;
+    std::string write(const std::string& name, const std::string& content) const
+    {
+        std::ofstream(file(name), std::ios::binary | std::ios::trunc) << content;
+        return file(name);
+    }
     /// Writes an executable shell script with body after the "#!/bin/sh"
     /// line; returns its path.
-    std::string script(const std::string& name, const std::string& body) const;
+    std::string script(const std::string& name, const std::string& body) const
+    {
+        Poco::File(write(name, "#!/bin/sh\n" + body + "\n")).setExecutable(true);
+        return file(name);
+    }
     /// The content of a file in the directory; empty when it is missing.
-    std::string read(const std::string& name) const;
+    std::string read(const std::string& name) const
+    {
+        std::ostringstream content;
+        content << std::ifstream(file(name), std::ios::binary).rdbuf();
+        return content.str();
+    }
 
 private:
     std::string _path;
@@ -37,8 +72,11 @@ private:
 class PathPrefix
 {
 public:
-    explicit PathPrefix(const std::string& directory);
-    ~PathPrefix();
+    explicit PathPrefix(const std::string& directory) : _saved(Poco::Environment::get("PATH", ""))
+    {
+        Poco::Environment::set("PATH", directory + ":" + _saved);
+    }
+    ~PathPrefix() { Poco::Environment::set("PATH", _saved); }
 
     PathPrefix(const PathPrefix&) = delete;
     PathPrefix& operator=(const PathPrefix&) = delete;
