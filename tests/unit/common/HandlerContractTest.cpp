@@ -123,23 +123,14 @@ TEST(HandlerContractTest, MalformedBodiesAreRefused)
         EXPECT_FALSE(HandlerContract::readJSON(body, error, cereal::make_nvp("mode", mode))) << text;
         EXPECT_FALSE(error.empty()) << text;
     }
-}
-
-TEST(HandlerContractTest, MistypedContainersAndFlagsAreRefused)
-{
-    const std::vector<std::string> bodies{
-        "{\"ids\": \"a\"}",
-        "{\"ids\": [1, 2]}",
-        "{\"ids\": {\"a\": \"b\"}}",
-    };
-    for (const auto& text : bodies)
+    // Containers and flags are checked as strictly.
+    for (const std::string text : {"{\"ids\": \"a\"}", "{\"ids\": [1, 2]}", "{\"ids\": {\"a\": \"b\"}}"})
     {
         std::istringstream body(text);
         std::vector<std::string> ids;
         std::string error;
         EXPECT_FALSE(HandlerContract::readJSON(body, error, cereal::make_nvp("ids", ids))) << text;
     }
-
     std::istringstream body("{\"enabled\": \"yes\"}");
     bool enabled = false;
     std::string error;

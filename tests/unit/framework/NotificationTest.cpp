@@ -17,6 +17,7 @@
 #include <thread>
 
 using namespace pemo;
+using pemo::test::eventually;
 using pemo::test::TestService;
 
 namespace {
@@ -44,18 +45,6 @@ std::string write(const Probe& probe)
         probe.save(archive);
     }
     return out.str();
-}
-
-template <class Predicate>
-bool eventually(Predicate predicate)
-{
-    for (int i = 0; i < 500; ++i)
-    {
-        if (predicate())
-            return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return predicate();
 }
 
 /// Stands in for the system manager's notify route: keeps each body and

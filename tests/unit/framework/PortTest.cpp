@@ -17,6 +17,7 @@
 using namespace pemo;
 using Poco::Net::WebSocket;
 using pemo::test::request;
+using pemo::test::eventually;
 using pemo::test::TestService;
 
 namespace {
@@ -44,18 +45,6 @@ std::string receive(WebSocket& socket, int* flagsOut = nullptr)
     if (flagsOut)
         *flagsOut = flags;
     return buffer.substr(0, n);
-}
-
-template <class Predicate>
-bool eventually(Predicate predicate)
-{
-    for (int i = 0; i < 200; ++i)
-    {
-        if (predicate())
-            return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return predicate();
 }
 
 class PortTest : public ::testing::Test

@@ -34,8 +34,6 @@ protected:
     // Due an hour from now: the worker leaves it in the queue.
     static Poco::Timestamp later() { return Poco::Timestamp() + Poco::Timespan(3600, 0); }
 
-    std::vector<std::string> linesContaining(const std::string& text) const { return log.containing(text); }
-
     Poco::Net::SocketReactor reactor;
     pemo::Port port;
     SystemNotifier notifier;
@@ -55,7 +53,7 @@ TEST_F(SystemNotifierTest, RefusesBeforeStartAndAfterStop)
     EXPECT_FALSE(notifier.notify("{}"));
     // What waited at the stop stays queued, unsent.
     EXPECT_EQ(1u, notifier.queued());
-    EXPECT_EQ(2u, linesContaining("due to exit").size());
+    EXPECT_EQ(2u, log.containing("due to exit").size());
 }
 
 TEST_F(SystemNotifierTest, AcceptsWhileAtMostOneHundredWait)
@@ -68,7 +66,7 @@ TEST_F(SystemNotifierTest, AcceptsWhileAtMostOneHundredWait)
     EXPECT_FALSE(notifier.notify("{\"n\":102}", later()));
     EXPECT_EQ(101u, notifier.queued());
 
-    const auto refused = linesContaining("not sending");
+    const auto refused = log.containing("not sending");
     ASSERT_EQ(1u, refused.size());
     EXPECT_EQ("SystemNotifier::notify not sending '{\"n\":102}' due to queue size 101", refused[0]);
 }
@@ -80,7 +78,7 @@ TEST_F(SystemNotifierTest, LogsOnlyARedactedCopy)
     ASSERT_TRUE(notifier.notify(R"({"type":"U"})", later()));
     ASSERT_TRUE(notifier.notify("not json at all", later()));
 
-    const auto enqueued = linesContaining("SystemNotifier::notify enqueue");
+    const auto enqueued = log.containing("SystemNotifier::notify enqueue");
     ASSERT_EQ(3u, enqueued.size());
     EXPECT_EQ(R"(SystemNotifier::notify enqueue '{"type":"T","data":"**REDACTED**"}')", enqueued[0]);
     EXPECT_EQ(R"(SystemNotifier::notify enqueue '{"type":"U","data":"**REDACTED**"}')", enqueued[1]);
@@ -103,8 +101,8 @@ TEST_F(SystemNotifierTest, SendsWhatIsDueAndSurvivesAnOversizedMessage)
     for (int i = 0; i < 40 && notifier.queued() > 0; ++i)
         Poco::Thread::sleep(50);
     EXPECT_EQ(0u, notifier.queued());
-    EXPECT_EQ(1u, linesContaining("could not send notification of 20000 bytes").size());
-    EXPECT_EQ(1u, linesContaining("SystemNotifier::Worker send notification '{}'").size());
+    EXPECT_EQ(1u, log.containing("could not send notification of 20000 bytes").size());
+    EXPECT_EQ(1u, log.containing("SystemNotifier::Worker send notification '{}'").size());
 }
 
 // The endpoint's answers: 503 whenever the notifier refuses, 400 for a body

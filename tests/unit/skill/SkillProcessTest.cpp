@@ -102,29 +102,23 @@ TEST(SkillProcessTest, LeaksNoDescriptorsAndUnblocksTermination)
 TEST(SkillProcessTest, FailuresBeforeExecAreReportedWithTheirStep)
 {
     ScratchDir dir;
-    SkillProcess::Command command = shell("exit 0", dir.file("missing-directory"));
-    Poco::Pipe in;
-    Poco::Pipe out;
-    try
-    {
-        SkillProcess::launch(command, in, out);
-        ADD_FAILURE() << "launched into a missing directory";
-    }
-    catch (const Poco::SystemException& e)
-    {
-        EXPECT_NE(std::string::npos, e.message().find("chdir")) << e.message();
-    }
-
-    command = shell("exit 0", dir.path());
+    const auto failure = [&](const SkillProcess::Command& command) {
+        Poco::Pipe in;
+        Poco::Pipe out;
+        try
+        {
+            SkillProcess::launch(command, in, out);
+        }
+        catch (const Poco::SystemException& e)
+        {
+            return e.message();
+        }
+        return std::string("launched");
+    };
+    EXPECT_NE(std::string::npos, failure(shell("exit 0", dir.file("missing-directory"))).find("chdir"));
+    SkillProcess::Command command = shell("exit 0", dir.path());
     command.executable = dir.file("no-such-runtime");
-    try
-    {
-        SkillProcess::launch(command, in, out);
-        ADD_FAILURE() << "launched a missing executable";
-    }
-    catch (const Poco::SystemException& e)
-    {
-        EXPECT_NE(std::string::npos, e.message().find("exec " + dir.file("no-such-runtime")));
-        EXPECT_NE(std::string::npos, e.message().find("No such file"));
-    }
+    const std::string message = failure(command);
+    EXPECT_NE(std::string::npos, message.find("exec " + dir.file("no-such-runtime"))) << message;
+    EXPECT_NE(std::string::npos, message.find("No such file")) << message;
 }

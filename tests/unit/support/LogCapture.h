@@ -2,7 +2,10 @@
 
 #include <Poco/AutoPtr.h>
 #include <Poco/Channel.h>
+#include <Poco/Logger.h>
+#include <Poco/Message.h>
 
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -14,20 +17,51 @@ namespace test {
 class LogCapture
 {
 public:
-    explicit LogCapture(const std::string& logger);
-    ~LogCapture();
+    explicit LogCapture(const std::string& logger)
+        : _logger(Poco::Logger::get(logger)), _sink(new Sink), _previous(_logger.getChannel(), true),
+          _previousLevel(_logger.getLevel())
+    {
+        _logger.setChannel(_sink);
+        _logger.setLevel(Poco::Message::PRIO_TRACE);
+    }
+    ~LogCapture()
+    {
+        _logger.setChannel(_previous);
+        _logger.setLevel(_previousLevel);
+    }
 
     LogCapture(const LogCapture&) = delete;
     LogCapture& operator=(const LogCapture&) = delete;
 
-    std::vector<std::string> messages() const;
-    bool contains(const std::string& text) const;
+    std::vector<std::string> messages() const
+    {
+        std::lock_guard<std::mutex> lock(_sink->mutex);
+        return _sink->messages;
+    }
+    bool contains(const std::string& text) const { return !containing(text).empty(); }
     /// The messages holding text, in the order they were logged.
-    std::vector<std::string> containing(const std::string& text) const;
+    std::vector<std::string> containing(const std::string& text) const
+    {
+        std::vector<std::string> found;
+        for (const auto& message : messages())
+            if (message.find(text) != std::string::npos)
+                found.push_back(message);
+        return found;
+    }
 
 private:
-    class Sink;
-    std::string _logger;
+    struct Sink : Poco::Channel
+    {
+        void log(const Poco::Message& message) override
+        {
+            std::lock_guard<std::mutex> lock(mutex);
+            messages.push_back(message.getText());
+        }
+        mutable std::mutex mutex;
+        std::vector<std::string> messages;
+    };
+
+    Poco::Logger& _logger;
     Poco::AutoPtr<Sink> _sink;
     Poco::AutoPtr<Poco::Channel> _previous;
     int _previousLevel;
