@@ -1,6 +1,9 @@
 #include "power/RebootHandler.h"
 
 #include "common/HandlerContract.h"
+#include "power/PowerManager.h"
+
+#include <Poco/Exception.h>
 
 #include <utility>
 
@@ -22,7 +25,17 @@ void RebootHandler::post(Request&, Response& response, const Captures&, SessionP
         HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR, "No PowerManager running");
         return;
     }
-    // PENDING(PowerManager): the manager call and its answer arrive with the PowerManager.
+    try
+    {
+        _powerManager->reboot();
+    }
+    catch (const Poco::Exception& e)
+    {
+        logger().error("RebootHandler::post refused: " + e.message() + "; the request is answered 500");
+        HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR, e.message());
+        return;
+    }
+    HandlerContract::sendNoContent(response);
 }
 
 } // namespace system
