@@ -1,0 +1,122 @@
+#include "power/InputDevice.h"
+
+#include "power/InputDeviceException.h"
+#include "power/SelectTask.h"
+
+#include <Poco/Logger.h>
+#include <Poco/Thread.h>
+
+#include <algorithm>
+#include <chrono>
+#include <functional>
+#include <utility>
+
+namespace pemo {
+namespace system {
+
+/// The reader thread and the decoding of its batches into key events.
+class InputDeviceImpl
+{
+public:
+    using KeyCallback = std::function<void(const KeyEvent&)>;
+
+    InputDeviceImpl(std::string path, KeyCallback onKeyEvent)
+        : _path(std::move(path)), _onKeyEvent(std::move(onKeyEvent)), _thread("InputDevice")
+    {
+    }
+
+    void start()
+    {
+        _task = std::make_unique<SelectTask>(_path, [this](const SelectTask::Batch& batch) { onEvent(batch); });
+        _thread.startFunc([this] { run(); });
+    }
+
+    void stop()
+    {
+        if (!_task)
+            return;
+        _task->cancel();
+        _thread.join();
+        _task.reset();
+    }
+
+private:
+    void run()
+    {
+        try
+        {
+            _task->run();
+        }
+        catch (const InputDeviceException& e)
+        {
+            Poco::Logger::get("SystemManager.InputDevice")
+                .error(std::string(e.what()) + "; no key of this device will be seen");
+        }
+    }
+
+    void onEvent(const SelectTask::Batch& batch)
+    {
+        if (batch.empty())
+            return;
+        const input_event& first = batch.front();
+        const input_event& last = batch.back();
+        if (last.type != EV_SYN || first.type != EV_KEY || first.code != KEY_POWER)
+            return;
+        const auto micros = static_cast<std::int64_t>(last.input_event_sec) * 1000000 + last.input_event_usec;
+        const KeyEvent::TimePoint time{std::chrono::nanoseconds(micros * 1000)};
+        // Only 1 is a press: an auto-repeat (2) counts as a release, so a
+        // held key never re-arms anything.
+        _onKeyEvent(KeyEvent(time, KeyEvent::POWER, first.value == 1));
+    }
+
+    std::string _path;
+    KeyCallback _onKeyEvent;
+    Poco::Thread _thread;
+    std::unique_ptr<SelectTask> _task;
+};
+
+InputDevice::InputDevice(const std::string& path)
+    : _impl(std::make_unique<InputDeviceImpl>(path, [this](const KeyEvent& event) { onKeyEvent(event); }))
+{
+}
+
+InputDevice::~InputDevice()
+{
+    stop();
+}
+
+void InputDevice::start()
+{
+    _impl->start();
+}
+
+void InputDevice::stop()
+{
+    _impl->stop();
+}
+
+void InputDevice::registerHandler(std::shared_ptr<Handler> handler)
+{
+    Poco::FastMutex::ScopedLock lock(_mutex);
+    _handlers.push_back(std::move(handler));
+}
+
+void InputDevice::unregisterHandler(std::shared_ptr<Handler> handler)
+{
+    Poco::FastMutex::ScopedLock lock(_mutex);
+    _handlers.erase(std::remove(_handlers.begin(), _handlers.end(), handler), _handlers.end());
+}
+
+void InputDevice::onKeyEvent(const KeyEvent& event)
+{
+    std::vector<std::shared_ptr<Handler>> handlers;
+    {
+        Poco::FastMutex::ScopedLock lock(_mutex);
+        handlers = _handlers;
+    }
+    for (const auto& handler : handlers)
+        handler->onKeyEvent(event);
+}
+
+} // namespace system
+} // namespace pemo

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <pemo/util/Worker.h>
+
+#include <Poco/Logger.h>
+
+#include <linux/input.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace pemo {
+namespace system {
+
+/// Reads whole native input_event records from a device and hands each
+/// batch, cut at its synchronisation event (EV_SYN), to a callback. Runs on
+/// a thread of its own; the descriptor is opened and closed on that thread.
+class SelectTask : public pemo::util::Worker
+{
+public:
+    using Batch = std::vector<input_event>;
+    using Callback = std::function<void(const Batch&)>;
+
+    /// How long one wait for input lasts: a cancel takes at most this long
+    /// to be noticed.
+    static const long SELECT_TIMEOUT_MS = 2000;
+
+    SelectTask(std::string path, Callback callback);
+    ~SelectTask() override;
+
+    /// Opens the device read-only. Throws InputDeviceException "Could not
+    /// open " + path when it cannot.
+    void onStart() override;
+    /// One wait of at most SELECT_TIMEOUT_MS and, when the device became
+    /// readable, one read; a time-out or an error just ends the pass.
+    void work() override;
+    /// Closes the device.
+    void onExit() override;
+
+private:
+    void consume(const char* data, std::size_t size);
+
+    Poco::Logger& _logger;
+    std::string _path;
+    Callback _callback;
+    int _fd;
+    Batch _eventsSinceLastSyn;
+};
+
+} // namespace system
+} // namespace pemo
