@@ -9,6 +9,8 @@
 #include "common/JSON.h"
 #include "policy/LogHandler.h"
 #include "policy/ModeHandler.h"
+#include "power/PowerButton.h"
+#include "power/PowerManager.h"
 #include "power/PowerOffHandler.h"
 #include "power/RebootHandler.h"
 #include "service/RestoreHandler.h"
@@ -113,7 +115,11 @@ SystemManager::SystemManager()
     logger().trace("SystemManager::constructor");
 }
 
-SystemManager::~SystemManager() = default;
+SystemManager::~SystemManager()
+{
+    // The button first: its reader thread and timer use the power manager.
+    _powerButton.reset();
+}
 
 void SystemManager::onInitialize(Poco::Util::Application& app)
 {
@@ -164,9 +170,9 @@ void SystemManager::createManagers(Poco::Util::AbstractConfiguration& config)
     const auto storageConfig = config.createView("SystemManager.storage");
     // PENDING(StorageManager): _storageManager from storageConfig.
     const auto powerConfig = config.createView("SystemManager.powerManager");
-    // PENDING(PowerManager): _powerManager from powerConfig and _snc.
+    _powerManager = std::make_shared<PowerManager>(powerConfig, _snc);
     const auto buttonConfig = config.createView("SystemManager.powerButton");
-    // PENDING(PowerButton): _powerButton from buttonConfig, _snc and _powerManager.
+    _powerButton = std::make_shared<PowerButton>(buttonConfig, _snc, _powerManager);
     const auto credentialsConfig = config.createView("SystemManager.credentials");
     // PENDING(CredentialsManager): _credentialsManager from credentialsConfig and _snc.
     const auto timeConfig = config.createView("SystemManager.time");
@@ -321,6 +327,7 @@ void SystemManager::onStart()
     _serviceManager->start();
     _systemNotifier->start();
     _skillManager->start();
+    _powerManager->start();
 }
 
 void SystemManager::onStop()
@@ -336,6 +343,7 @@ void SystemManager::onStop()
     _skillManager->stop();
     _serviceManager->stop();
     _systemNotifier->stop();
+    _powerManager->stop();
 
     _reg.deleteService(_record);
 }
