@@ -126,20 +126,6 @@ TEST_F(ServiceMonitorTest, ACrashIsPublishedAsRecoveryAndTheNextPassRelaunchesIt
     monitor.stop("crasher");
 }
 
-TEST_F(ServiceMonitorTest, ChildThatNeverSignalsIsLoggedAndKeepsTheStateFromReady)
-{
-    const std::string mute = script("mute", "exec sleep 30");
-    Monitor monitor(ServiceManager::Params(), {bucket("mute", mute, R"(, "startup_timeout": 300)")});
-    observe(monitor);
-    test::LogCapture log("SystemManager.Service.Monitor");
-
-    monitor.work();
-    EXPECT_TRUE(log.contains("Service mute failed to signal startup event during launch window"));
-    EXPECT_TRUE(states().empty());
-    EXPECT_TRUE(monitor.getServices().front().running) << "a silent child is not restarted for it";
-    monitor.stop("mute");
-}
-
 TEST_F(ServiceMonitorTest, TwoPassesWithTheSameStatePostOneNotification)
 {
     const std::string good = script("good", signal() + "\nexec sleep 30");
@@ -150,34 +136,6 @@ TEST_F(ServiceMonitorTest, TwoPassesWithTheSameStatePostOneNotification)
     monitor.work();
     EXPECT_EQ(states(), (std::vector<Type>{ServiceManagerNotification::READY}));
     monitor.stop("good");
-}
-
-TEST_F(ServiceMonitorTest, StopKillsAChildIgnoringSigintAfterTheShutdownTimeoutAndKeepsItStopped)
-{
-    const std::string stubborn = script("stubborn", "trap '' INT\n" + signal() + "\nwhile :; do sleep 0.1; done");
-    Monitor monitor(ServiceManager::Params(), {bucket("stubborn", stubborn, R"(, "shutdown_timeout": 300)")});
-    test::LogCapture log("SystemManager.Service.Monitor");
-    monitor.work();
-    const int pid = pidOf("stubborn");
-
-    const auto before = std::chrono::steady_clock::now();
-    monitor.stop("stubborn");
-    const auto took = std::chrono::steady_clock::now() - before;
-
-    EXPECT_GE(took, std::chrono::milliseconds(300));
-    EXPECT_TRUE(log.contains("Service stubborn failed to terminate within 300ms; forcibly terminating."));
-    EXPECT_EQ(::kill(pid, 0), -1) << "killed and reaped, not a zombie";
-    const auto stopped = monitor.getServices().front();
-    EXPECT_FALSE(stopped.enabled);
-    EXPECT_FALSE(stopped.running);
-
-    monitor.work();
-    EXPECT_FALSE(monitor.getServices().front().running) << "a stopped service is not relaunched";
-    monitor.start("stubborn");
-    monitor.work();
-    EXPECT_TRUE(monitor.getServices().front().running);
-    EXPECT_NE(pidOf("stubborn"), pid);
-    monitor.stop("stubborn");
 }
 
 TEST_F(ServiceMonitorTest, UnknownNamesAndNeverLaunchedServices)
