@@ -15,6 +15,9 @@ namespace pemo {
 namespace {
 
 constexpr std::chrono::milliseconds BLOCKED_RETRY(5);
+// How long a close waits for the frames already queued to go out: as long
+// as one send may take before its subscriber is given up.
+constexpr std::chrono::seconds FLUSH_LIMIT(2);
 
 } // namespace
 
@@ -77,12 +80,16 @@ public:
 
     std::size_t maxFrameSize() const { return _maxFrameSize; }
 
+    // What was broadcast before the close still reaches every subscriber
+    // that takes it in time: a service's last words are often the ones its
+    // subscribers most need.
     void close()
     {
         std::vector<std::shared_ptr<PortSubscriber>> subscribers;
         {
-            std::lock_guard<std::mutex> lock(_mutex);
+            std::unique_lock<std::mutex> lock(_mutex);
             _closed = true;
+            _drained.wait_for(lock, FLUSH_LIMIT, [this] { return _stopping || (!_sending && !hasWork()); });
             subscribers.swap(_subscribers);
             _graveyard.clear();
         }
@@ -120,7 +127,11 @@ private:
             if (_stopping)
                 return;
             _graveyard.clear();
-            if (!sendRound(lock))
+            _sending = true;
+            const bool sent = sendRound(lock);
+            _sending = false;
+            _drained.notify_all();
+            if (!sent)
                 _wake.wait_for(lock, BLOCKED_RETRY);
         }
     }
@@ -159,10 +170,13 @@ private:
     const std::size_t _maxFrameSize;
     mutable std::mutex _mutex;
     std::condition_variable _wake;
+    // Signalled after every round of sends, for a close waiting to flush.
+    std::condition_variable _drained;
     std::vector<std::shared_ptr<PortSubscriber>> _subscribers;
     std::vector<std::shared_ptr<PortSubscriber>> _graveyard;
     bool _closed;
     bool _stopping = false;
+    bool _sending = false;
     std::thread _sender;
 };
 

@@ -45,7 +45,9 @@ public:
     std::size_t subscriberCount() const;
     std::size_t maxFrameSize() const;
 
-    /// Closes every subscriber and refuses new ones; called on shutdown.
+    /// Refuses new subscribers, waits (up to about two seconds) for the
+    /// frames already queued to be sent, then closes every subscriber;
+    /// called on shutdown.
     void close();
 
 private:

@@ -72,7 +72,7 @@ protected:
 
 } // namespace
 
-TEST_F(PortTest, EverySubscriberGetsEachFrameOnceInOrder)
+TEST_F(PortTest, EverySubscriberGetsEachFrameOnceInOrderUpToTheClose)
 {
     auto a = connect(service->port(), "/events");
     auto b = connect(service->port(), "/events/");
@@ -89,6 +89,14 @@ TEST_F(PortTest, EverySubscriberGetsEachFrameOnceInOrder)
         EXPECT_EQ(flags, TEXT);
         EXPECT_EQ(receive(*socket), "two");
     }
+
+    // What was broadcast before the port closes still goes out.
+    for (int i = 0; i < 100; ++i)
+        port->broadcastFrame(std::to_string(i), TEXT);
+    port->close();
+    for (auto* socket : {a.get(), b.get()})
+        for (int i = 0; i < 100; ++i)
+            ASSERT_EQ(receive(*socket), std::to_string(i));
 }
 
 TEST_F(PortTest, FrameSizeLimitIsTheConstructionArgument)
