@@ -1,5 +1,6 @@
 #include "pemo/ServiceCore.h"
 
+#include "LocalServices.h"
 #include "RequestDispatcher.h"
 #include "RequestHandlerFactory.h"
 #include "ServiceCoreImpl.h"
@@ -30,6 +31,7 @@ ServiceCoreImpl::ServiceCoreImpl(const std::string& serviceName)
 // a destroyed reactor or pool; the hooks are not called from here.
 ServiceCoreImpl::~ServiceCoreImpl()
 {
+    LocalServices::instance().remove(address);
     if (server)
     {
         server->stopAll(true);
@@ -66,6 +68,7 @@ void ServiceCore::initialize(Poco::Util::Application& app)
     _impl->ownToken = config.getString("pemo.auth.token", tokens.empty() ? std::string() : tokens.front());
 
     Poco::Net::ServerSocket socket(Poco::Net::SocketAddress(host, port), 64);
+    _impl->address = socket.address();
     _impl->port = socket.address().port();
     _impl->listener = socket;
     auto params = new Poco::Net::HTTPServerParams;
@@ -91,9 +94,12 @@ void ServiceCore::defineOptions(Poco::Util::OptionSet& options)
     onDefineOptions(options);
 }
 
+// Requests the service makes to itself are served in-process from here on,
+// even those made in onStart before the server takes connections.
 void ServiceCore::start()
 {
     _impl->reactorThread.start(_impl->reactor);
+    LocalServices::instance().add(_impl->address, *this);
     onStart();
     _impl->server->start();
     logger().information(_impl->name + " serving on port " + std::to_string(_impl->port));
@@ -102,9 +108,11 @@ void ServiceCore::start()
 // Stops taking requests and waits for the running ones before the
 // subclass tears its managers down, then stops the reactor before the
 // ports drop their subscribers so no reactor callback races the close.
-// The listening socket is closed too: a request made during shut-down (the
-// service's own notifications, say) is refused at once instead of waiting
-// out its time-out in the listen queue.
+// The listening socket is closed too, so a peer's request is refused at
+// once instead of waiting out its time-out in the listen queue; what the
+// service asks of itself while onStop winds it down (the exits of its
+// children, say) is still served in-process, and the ports pass it on to
+// their subscribers before they close.
 void ServiceCore::stop()
 {
     if (!_impl->server)
@@ -113,6 +121,7 @@ void ServiceCore::stop()
     _impl->listener.close();
     _impl->pool->joinAll();
     onStop();
+    LocalServices::instance().remove(_impl->address);
     _impl->reactor.stop();
     if (_impl->reactorThread.isRunning())
         _impl->reactorThread.join();

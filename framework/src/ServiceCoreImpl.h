@@ -8,6 +8,7 @@
 #include <Poco/Logger.h>
 #include <Poco/Net/HTTPServer.h>
 #include <Poco/Net/ServerSocket.h>
+#include <Poco/Net/SocketAddress.h>
 #include <Poco/Net/SocketReactor.h>
 #include <Poco/Thread.h>
 #include <Poco/ThreadPool.h>
@@ -39,6 +40,9 @@ struct ServiceCoreImpl
     std::unique_ptr<Poco::Net::HTTPServer> server;
     // The server's listening socket, closed as soon as serving stops.
     Poco::Net::ServerSocket listener;
+    // Where the server listens; requests to it from this process are
+    // served in-process while the service runs.
+    Poco::Net::SocketAddress address;
     Poco::UInt16 port = 0;
 };
 

@@ -30,8 +30,10 @@ class ServiceCoreImpl;
 /// "pemo.registry.*", "pemo.auth.*"), binds the HTTP server socket so
 /// port() is known, then calls onInitialize(). start() starts the socket
 /// reactor, calls onStart() and then starts serving. stop() stops serving,
-/// closes the ports and calls onStop(). Subclasses register their routes and
-/// ports in onInitialize().
+/// calls onStop() and closes the ports once what they were given is sent.
+/// From start() until onStop() has returned, an HTTPExchange of this
+/// process with the service's address is served in-process. Subclasses
+/// register their routes and ports in onInitialize().
 ///
 /// Every request is dispatched to the first handler whose expression
 /// matches the path (in registration order), after the caller's session is

@@ -1,11 +1,14 @@
 #include "FrameworkTestSupport.h"
 
+#include "pemo/Authentication.h"
+#include "pemo/HTTPExchange.h"
+
 #include <gtest/gtest.h>
 
 #include <mutex>
 
 using namespace pemo;
-using pemo::test::request;
+using pemo::test::Reply;
 using pemo::test::TestService;
 
 namespace {
@@ -65,7 +68,9 @@ public:
     bool allows(const Permissions& held) const override { return held.recordAudio; }
 };
 
-class RoutingTest : public ::testing::Test
+// Every case runs twice: over a connection, and as a request of this very
+// process, which the service serves in-process and must answer alike.
+class RoutingTest : public ::testing::TestWithParam<bool>
 {
 protected:
     void SetUp() override
@@ -80,7 +85,18 @@ protected:
         service->startAll();
     }
 
-    unsigned port() const { return service->port(); }
+    Reply call(const std::string& method, const std::string& path, const std::string& token = "",
+               const std::string& body = "") const
+    {
+        if (!GetParam())
+            return test::request(service->port(), method, path, token, body);
+        Poco::Net::HTTPRequest request(method, path, Poco::Net::HTTPMessage::HTTP_1_1);
+        if (!token.empty())
+            request.set(HTTP_HEADER_AUTHENTICATION, token);
+        const auto answer = HTTPExchange::perform(Poco::Net::SocketAddress("127.0.0.1", service->port()), request,
+                                                  body, Poco::Timespan(5, 0));
+        return Reply{answer.status, answer.reason, answer.body};
+    }
 
     EchoHandler first{"first"};
     EchoHandler shadowed{"shadowed"};
@@ -99,89 +115,94 @@ std::string session(const std::string& token, bool audioOnly = false)
 
 } // namespace
 
-TEST_F(RoutingTest, FirstMatchingExpressionInRegistrationOrderWins)
+TEST_P(RoutingTest, FirstMatchingExpressionInRegistrationOrderWins)
 {
-    EXPECT_EQ(request(port(), "GET", "/first", "trusted").body, "first");
-    EXPECT_EQ(request(port(), "GET", "/first/", "trusted").body, "first");
-    EXPECT_EQ(request(port(), "GET", "/firstx", "trusted").body, "shadowed");
+    EXPECT_EQ(call("GET", "/first", "trusted").body, "first");
+    EXPECT_EQ(call("GET", "/first/", "trusted").body, "first");
+    EXPECT_EQ(call("GET", "/firstx", "trusted").body, "shadowed");
 }
 
-TEST_F(RoutingTest, CaptureGroupsReachTheHandler)
+TEST_P(RoutingTest, CaptureGroupsReachTheHandler)
 {
-    EXPECT_EQ(request(port(), "GET", "/update/abc-1.2", "trusted").body, "update|abc-1.2");
-    EXPECT_EQ(request(port(), "GET", "/updateabc", "trusted").body, "update|abc");
-    EXPECT_EQ(request(port(), "GET", "/update/", "trusted").body.substr(0, 6), "update");
+    EXPECT_EQ(call("GET", "/update/abc-1.2", "trusted").body, "update|abc-1.2");
+    EXPECT_EQ(call("GET", "/updateabc", "trusted").body, "update|abc");
+    EXPECT_EQ(call("GET", "/update/", "trusted").body.substr(0, 6), "update");
     // The query string is not part of the path that is matched.
-    EXPECT_EQ(request(port(), "GET", "/update/x?y=1", "trusted").body, "update|x");
+    EXPECT_EQ(call("GET", "/update/x?y=1", "trusted").body, "update|x");
 }
 
-TEST_F(RoutingTest, UnmatchedPathIs404WhateverTheCaller)
+TEST_P(RoutingTest, UnmatchedPathIs404WhateverTheCaller)
 {
-    EXPECT_EQ(request(port(), "GET", "/nothing", "trusted").status, 404);
-    EXPECT_EQ(request(port(), "GET", "/nothing").status, 404);
-    EXPECT_EQ(request(port(), "GET", "/getonly/x", "trusted").status, 404);
+    EXPECT_EQ(call("GET", "/nothing", "trusted").status, 404);
+    EXPECT_EQ(call("GET", "/nothing").status, 404);
+    EXPECT_EQ(call("GET", "/getonly/x", "trusted").status, 404);
 }
 
-TEST_F(RoutingTest, CallersWithoutTrustedTokenAreRefused)
+TEST_P(RoutingTest, CallersWithoutTrustedTokenAreRefused)
 {
-    EXPECT_EQ(request(port(), "GET", "/first").status, 403);
-    EXPECT_EQ(request(port(), "GET", "/first", "guess").status, 403);
-    EXPECT_EQ(request(port(), "POST", "/update/a", "").status, 403);
-    EXPECT_EQ(request(port(), "GET", "/first", "trusted").status, 200);
+    EXPECT_EQ(call("GET", "/first").status, 403);
+    EXPECT_EQ(call("GET", "/first", "guess").status, 403);
+    EXPECT_EQ(call("POST", "/update/a", "").status, 403);
+    EXPECT_EQ(call("GET", "/first", "trusted").status, 200);
     EXPECT_EQ(first.lastToken(), "trusted");
 }
 
-TEST_F(RoutingTest, MethodTheHandlerDoesNotServeIs405)
+TEST_P(RoutingTest, MethodTheHandlerDoesNotServeIs405)
 {
-    EXPECT_EQ(request(port(), "POST", "/getonly", "trusted").status, 405);
-    EXPECT_EQ(request(port(), "PUT", "/first", "trusted").status, 405);
-    EXPECT_EQ(request(port(), "DELETE", "/first", "trusted").status, 405);
-    EXPECT_EQ(request(port(), "GET", "/getonly", "trusted").status, 200);
+    EXPECT_EQ(call("POST", "/getonly", "trusted").status, 405);
+    EXPECT_EQ(call("PUT", "/first", "trusted").status, 405);
+    EXPECT_EQ(call("DELETE", "/first", "trusted").status, 405);
+    EXPECT_EQ(call("GET", "/getonly", "trusted").status, 200);
 }
 
-TEST_F(RoutingTest, AnnouncedSessionsAuthenticateWithTheirOwnPermissions)
+TEST_P(RoutingTest, AnnouncedSessionsAuthenticateWithTheirOwnPermissions)
 {
-    EXPECT_EQ(request(port(), "POST", "/_M_/session", "wexlor", "{\"sessions\": [" + session("full") + "]}").status,
+    EXPECT_EQ(call("POST", "/_M_/session", "wexlor", "{\"sessions\": [" + session("full") + "]}").status,
               204);
-    EXPECT_EQ(request(port(), "POST", "/_M_/session", "wexlor",
+    EXPECT_EQ(call("POST", "/_M_/session", "wexlor",
                       "{\"sessions\": [" + session("audio", true) + "]}").status,
               204);
-    EXPECT_EQ(request(port(), "GET", "/first", "full").status, 200);
-    EXPECT_EQ(request(port(), "GET", "/first", "audio").status, 403);
-    EXPECT_EQ(request(port(), "GET", "/audio", "audio").status, 200);
+    EXPECT_EQ(call("GET", "/first", "full").status, 200);
+    EXPECT_EQ(call("GET", "/first", "audio").status, 403);
+    EXPECT_EQ(call("GET", "/audio", "audio").status, 200);
 
-    EXPECT_EQ(request(port(), "POST", "/_M_/delete-session", "wexlor", "{\"session\": " + session("full") + "}").status,
+    EXPECT_EQ(call("POST", "/_M_/delete-session", "wexlor", "{\"session\": " + session("full") + "}").status,
               204);
-    EXPECT_EQ(request(port(), "GET", "/first", "full").status, 403);
+    EXPECT_EQ(call("GET", "/first", "full").status, 403);
     EXPECT_EQ(service->events, (std::vector<std::string>{"create:full", "create:audio", "delete:full"}));
 }
 
-TEST_F(RoutingTest, ManagementRoutesNeedTheManagementValueAndAWellFormedBody)
+TEST_P(RoutingTest, ManagementRoutesNeedTheManagementValueAndAWellFormedBody)
 {
-    EXPECT_EQ(request(port(), "POST", "/_M_/session", "trusted", "{\"sessions\": []}").status, 403);
-    EXPECT_EQ(request(port(), "POST", "/_M_/session", "", "{\"sessions\": []}").status, 403);
-    const auto malformed = request(port(), "POST", "/_M_/current-session", "wexlor", "{\"session\": 3}");
+    EXPECT_EQ(call("POST", "/_M_/session", "trusted", "{\"sessions\": []}").status, 403);
+    EXPECT_EQ(call("POST", "/_M_/session", "", "{\"sessions\": []}").status, 403);
+    const auto malformed = call("POST", "/_M_/current-session", "wexlor", "{\"session\": 3}");
     EXPECT_EQ(malformed.status, 400);
     EXPECT_EQ(malformed.reason, "Malformed arguments");
-    EXPECT_EQ(request(port(), "POST", "/_M_/session", "wexlor", "not json").status, 400);
-    EXPECT_EQ(request(port(), "POST", "/_M_/system/wipe", "wexlor").status, 204);
-    EXPECT_EQ(request(port(), "POST", "/_M_/system/backup", "wexlor", "{\"path\": \"/opt/tmp/b\"}").status, 204);
-    EXPECT_EQ(request(port(), "POST", "/_M_/current-session", "wexlor", "{\"session\": " + session("s") + "}").status,
+    EXPECT_EQ(call("POST", "/_M_/session", "wexlor", "not json").status, 400);
+    EXPECT_EQ(call("POST", "/_M_/system/wipe", "wexlor").status, 204);
+    EXPECT_EQ(call("POST", "/_M_/system/backup", "wexlor", "{\"path\": \"/opt/tmp/b\"}").status, 204);
+    EXPECT_EQ(call("POST", "/_M_/current-session", "wexlor", "{\"session\": " + session("s") + "}").status,
               204);
     EXPECT_EQ(service->events, (std::vector<std::string>{"wipe", "backup:/opt/tmp/b", "select:s"}));
 }
 
-TEST_F(RoutingTest, HealthIsServedToManagementAndTrustedCallersOnly)
+TEST_P(RoutingTest, HealthIsServedToManagementAndTrustedCallersOnly)
 {
-    const auto health = request(port(), "GET", "/_M_/health", "trusted");
+    const auto health = call("GET", "/_M_/health", "trusted");
     EXPECT_EQ(health.status, 200);
     EXPECT_EQ(health.body, "{\"ok\": true}");
-    EXPECT_EQ(request(port(), "GET", "/_M_/health", "wexlor").status, 200);
-    EXPECT_EQ(request(port(), "GET", "/_M_/health").status, 403);
+    EXPECT_EQ(call("GET", "/_M_/health", "wexlor").status, 200);
+    EXPECT_EQ(call("GET", "/_M_/health").status, 403);
 }
 
-TEST_F(RoutingTest, ConfiguredTokenCannotBeDowngradedByAnAnnouncement)
+TEST_P(RoutingTest, ConfiguredTokenCannotBeDowngradedByAnAnnouncement)
 {
-    request(port(), "POST", "/_M_/session", "wexlor", "{\"sessions\": [" + session("trusted", true) + "]}");
-    EXPECT_EQ(request(port(), "GET", "/first", "trusted").status, 200);
+    call("POST", "/_M_/session", "wexlor", "{\"sessions\": [" + session("trusted", true) + "]}");
+    EXPECT_EQ(call("GET", "/first", "trusted").status, 200);
 }
+
+INSTANTIATE_TEST_SUITE_P(Transports, RoutingTest, ::testing::Values(false, true),
+                         [](const ::testing::TestParamInfo<bool>& info) {
+                             return info.param ? "InProcess" : "Connection";
+                         });
