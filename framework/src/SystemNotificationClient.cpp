@@ -2,6 +2,13 @@
 
 #include "SystemNotificationSubscription.h"
 
+#include "pemo/Authentication.h"
+#include "pemo/HTTPExchange.h"
+
+#include <Poco/Exception.h>
+#include <Poco/Net/HTTPRequest.h>
+#include <Poco/Net/HTTPResponse.h>
+#include <Poco/Net/SocketAddress.h>
 #include <Poco/Timer.h>
 
 #include <chrono>
@@ -13,6 +20,7 @@ namespace {
 const std::string SYSTEM_MANAGER("system-manager");
 constexpr long LOOKUP_TICK_MS = 200;
 constexpr auto KNOWN_LOOKUP_INTERVAL = std::chrono::seconds(10);
+const Poco::Timespan POST_TIMEOUT(5, 0);
 
 } // namespace
 
@@ -47,6 +55,29 @@ std::string SystemNotificationClient::authentication() const
 {
     std::lock_guard<std::mutex> lock(_mutex);
     return _token;
+}
+
+// Goes through HTTPExchange, so the system manager's own notifications are
+// served in-process: they need none of its HTTP workers, which may all be
+// waiting on the very lock the poster holds.
+bool SystemNotificationClient::post(const ServiceRecord& record, const std::string& body)
+{
+    try
+    {
+        Poco::Net::HTTPRequest request(Poco::Net::HTTPRequest::HTTP_POST, record.path + "system_notify",
+                                       Poco::Net::HTTPMessage::HTTP_1_1);
+        request.setContentType("application/json");
+        request.setChunkedTransferEncoding(true);
+        request.set(HTTP_HEADER_AUTHENTICATION, authentication());
+        const Poco::Net::SocketAddress address(record.host, static_cast<Poco::UInt16>(record.port));
+        const HTTPExchange::Answer answer = HTTPExchange::perform(address, request, body, POST_TIMEOUT);
+        return answer.status == Poco::Net::HTTPResponse::HTTP_NO_CONTENT;
+    }
+    catch (const Poco::Exception& e)
+    {
+        _logger.debug("SystemNotificationClient::postNotification " + e.displayText() + "; not posted");
+        return false;
+    }
 }
 
 void SystemNotificationClient::initialize()
@@ -101,7 +132,9 @@ ServiceRecord SystemNotificationClient::findSystemManager()
 
 // Looks the system manager up every tick until it is known and every ten
 // seconds after (it may move), and keeps a subscription while anyone
-// listens.
+// listens. The handshake is made without the lock: when the system manager
+// subscribes to itself it needs one of its own HTTP workers, and those may
+// all be waiting for a post that needs the lock for its token.
 void SystemNotificationClient::onLookupTimer(Poco::Timer&)
 {
     const auto now = std::chrono::steady_clock::now();
@@ -114,19 +147,25 @@ void SystemNotificationClient::onLookupTimer(Poco::Timer&)
     const std::string token = authentication();
     if (record.name.empty() || token.empty() || !_center.hasObservers())
         return;
-    std::lock_guard<std::mutex> lock(_mutex);
-    if (_subscription->current && !_subscription->current->dead())
-        return;
-    _subscription->previous = std::move(_subscription->current);
+    {
+        std::lock_guard<std::mutex> lock(_mutex);
+        if (_subscription->current && !_subscription->current->dead())
+            return;
+    }
+    std::unique_ptr<SystemNotificationSubscription> fresh;
     try
     {
-        _subscription->current = std::make_unique<SystemNotificationSubscription>(
-            record.host, record.port, record.path + "system_notifications", token, _reactor, _center);
+        fresh = std::make_unique<SystemNotificationSubscription>(record.host, record.port,
+                                                                 record.path + "system_notifications", token,
+                                                                 _reactor, _center);
     }
     catch (const Poco::Exception& e)
     {
         _logger.debug("SystemNotificationClient could not subscribe: " + e.displayText() + "; trying again");
     }
+    std::lock_guard<std::mutex> lock(_mutex);
+    _subscription->previous = std::move(_subscription->current);
+    _subscription->current = std::move(fresh);
 }
 
 } // namespace pemo

@@ -1,25 +1,20 @@
 #pragma once
 
-#include "pemo/Authentication.h"
 #include "pemo/ServiceRecord.h"
 #include "pemo/ServiceRegistryClient.h"
 #include "pemo/SystemNotification.h"
 #include "pemo/SystemNotificationEvent.h"
 
-#include <Poco/Exception.h>
 #include <Poco/Logger.h>
-#include <Poco/Net/HTTPClientSession.h>
-#include <Poco/Net/HTTPRequest.h>
-#include <Poco/Net/HTTPResponse.h>
 #include <Poco/Net/SocketReactor.h>
 #include <Poco/NotificationCenter.h>
 #include <Poco/Timer.h>
 
 #include <cereal/archives/json.hpp>
 
-#include <limits>
 #include <memory>
 #include <mutex>
+#include <sstream>
 #include <string>
 
 namespace pemo {
@@ -70,35 +65,21 @@ public:
         const ServiceRecord record = systemManagerRecord();
         if (record.name.empty())
             return false;
-        try
+        std::ostringstream body;
         {
-            Poco::Net::HTTPClientSession session(record.host, static_cast<Poco::UInt16>(record.port));
-            session.setTimeout(Poco::Timespan(5, 0));
-            Poco::Net::HTTPRequest request(Poco::Net::HTTPRequest::HTTP_POST, record.path + "system_notify",
-                                           Poco::Net::HTTPMessage::HTTP_1_1);
-            request.setContentType("application/json");
-            request.setChunkedTransferEncoding(true);
-            request.set(HTTP_HEADER_AUTHENTICATION, authentication());
-            std::ostream& body = session.sendRequest(request);
-            {
-                cereal::JSONOutputArchive archive(body);
-                notification.save(archive);
-            }
-            Poco::Net::HTTPResponse response;
-            session.receiveResponse(response).ignore(std::numeric_limits<std::streamsize>::max());
-            return response.getStatus() == Poco::Net::HTTPResponse::HTTP_NO_CONTENT;
+            cereal::JSONOutputArchive archive(body);
+            notification.save(archive);
         }
-        catch (const Poco::Exception& e)
-        {
-            _logger.debug("SystemNotificationClient::postNotification " + e.displayText());
-            return false;
-        }
+        return post(record, body.str());
     }
 
 private:
     class Subscription;
 
     std::string authentication() const;
+    /// POSTs body to the record's notify route; true exactly on 204, false
+    /// on any Poco::Exception (logged at debug level).
+    bool post(const ServiceRecord& record, const std::string& body);
     void onLookupTimer(Poco::Timer& timer);
     ServiceRecord findSystemManager();
 

@@ -6,15 +6,18 @@
 #include "pemo/SystemNotification.h"
 #include "pemo/SystemNotificationClient.h"
 
+#include <Poco/Event.h>
 #include <Poco/NObserver.h>
 #include <Poco/StreamCopier.h>
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <mutex>
 #include <sstream>
 #include <thread>
+#include <vector>
 
 using namespace pemo;
 using pemo::test::eventually;
@@ -69,6 +72,23 @@ public:
     Poco::Net::HTTPResponse::HTTPStatus status = Poco::Net::HTTPResponse::HTTP_NO_CONTENT;
     std::mutex mutex;
     std::vector<std::string> bodies;
+};
+
+/// Holds the worker that serves it until released.
+class Gate : public HTTPRequestHandler
+{
+public:
+    bool allows(const Permissions&) const override { return true; }
+    void post(Request&, Response& response, const Captures&, SessionPtr) override
+    {
+        ++entered;
+        release.wait();
+        response.setStatusAndReason(Poco::Net::HTTPResponse::HTTP_NO_CONTENT);
+        response.send();
+    }
+
+    std::atomic<int> entered{0};
+    Poco::Event release{Poco::Event::EVENT_MANUALRESET};
 };
 
 class Listener
@@ -126,11 +146,15 @@ protected:
         registry = std::make_unique<TestService>(
             [this](TestService& s) { s.registerHandler("^/registry(?:/([^/]+))?/?$", &registryHandler); });
         registry->startAll();
-        manager = std::make_unique<TestService>([this](TestService& s) {
-            s.registerHandler("^/system_notify/?$", &sink);
-            port = std::make_unique<Port>(s.socketReactor(), 16384);
-            s.registerPort("^/system_notifications/?$", *port);
-        });
+        // Two workers, so a test can take every worker the manager has.
+        manager = std::make_unique<TestService>(
+            [this](TestService& s) {
+                s.registerHandler("^/system_notify/?$", &sink);
+                s.registerHandler("^/gate$", &gate);
+                port = std::make_unique<Port>(s.socketReactor(), 16384);
+                s.registerPort("^/system_notifications/?$", *port);
+            },
+            std::map<std::string, std::string>{{"pemo.http.threads", "2"}});
         manager->startAll();
         manager->registryClient().setAddress("127.0.0.1", registry->port());
         client = std::make_unique<SystemNotificationClient>(manager->registryClient(), manager->socketReactor());
@@ -152,6 +176,7 @@ protected:
     RegistryStore store;
     RegistryHandler registryHandler{store};
     NotifySink sink;
+    Gate gate;
     std::unique_ptr<Port> port;
     std::unique_ptr<TestService> registry;
     std::unique_ptr<TestService> manager;
@@ -188,4 +213,38 @@ TEST_F(NotificationClientTest, ObserversReceiveWhatThePortBroadcasts)
     }));
     EXPECT_EQ(listener.texts.front(), "{\"type\": \"T\"}");
     client->removeObserver(Poco::NObserver<Listener, SystemNotificationEvent>(listener, &Listener::onEvent));
+}
+
+// The system manager posts to itself from requests that hold its workers;
+// the post must need none of them, nor wait for the client's own handshake
+// with the manager, which does need one.
+TEST_F(NotificationClientTest, PostingToAServiceOfThisProcessNeedsNoneOfItsWorkers)
+{
+    Listener listener;
+    client->addObserver(Poco::NObserver<Listener, SystemNotificationEvent>(listener, &Listener::onEvent));
+    announceManager();
+    client->lookUp();
+    std::vector<std::thread> held;
+    for (int i = 0; i < 2; ++i)
+        held.emplace_back([this] {
+            try
+            {
+                test::request(manager->port(), "POST", "/gate", "trusted");
+            }
+            catch (const Poco::Exception&)
+            {
+                // Held past its time-out: the post below took too long.
+            }
+        });
+    ASSERT_TRUE(eventually([this] { return gate.entered == 2; }));
+    client->initialize();
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_TRUE(client->postNotification(Probe(NotificationChannel::SKILL, ProbeData{"held", 0})));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+    EXPECT_EQ(sink.bodies.size(), 1u);
+    gate.release.set();
+    for (auto& thread : held)
+        thread.join();
 }
