@@ -125,15 +125,27 @@ SystemNotifier::Worker::Worker(SystemNotifier& owner) : _owner(owner)
 {
 }
 
+// What was queued before the stop still goes out: the system stops this
+// notifier after the managers whose last notifications (the exits of the
+// skills they stopped, say) subscribers most need to hear.
 void SystemNotifier::Worker::run()
 {
     while (!_owner._shouldExit)
+        send(Poco::AutoPtr<Poco::Notification>(_owner._queue.waitDequeueNotification(WAIT_MILLISECONDS)));
+    for (;;)
     {
-        Poco::AutoPtr<Poco::Notification> notification(_owner._queue.waitDequeueNotification(WAIT_MILLISECONDS));
-        const auto* message = dynamic_cast<const SysNotification*>(notification.get());
-        if (message)
-            send(message->data());
+        Poco::AutoPtr<Poco::Notification> due(_owner._queue.dequeueNotification());
+        if (!due)
+            break;
+        send(due);
     }
+}
+
+void SystemNotifier::Worker::send(Poco::AutoPtr<Poco::Notification> notification)
+{
+    const auto* message = dynamic_cast<const SysNotification*>(notification.get());
+    if (message)
+        send(message->data());
 }
 
 void SystemNotifier::Worker::send(const std::string& text)

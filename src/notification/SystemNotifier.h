@@ -2,7 +2,9 @@
 
 #include <pemo/Port.h>
 
+#include <Poco/AutoPtr.h>
 #include <Poco/Logger.h>
+#include <Poco/Notification.h>
 #include <Poco/Runnable.h>
 #include <Poco/Thread.h>
 #include <Poco/TimedNotificationQueue.h>
@@ -40,8 +42,9 @@ public:
     /// Starts relaying on the notifier's own thread. Call once after
     /// construction or after stop().
     void start();
-    /// Stops relaying and joins the thread (within about a second).
-    /// Notifications still queued stay queued and are not sent.
+    /// Stops taking notifications, sends the ones already due, and joins
+    /// the thread (within about a second). Notifications due later stay
+    /// queued, unsent.
     void stop();
 
     /// Queues message to be sent now. False, with a warning logged, when the
@@ -61,6 +64,7 @@ private:
         void run() override;
 
     private:
+        void send(Poco::AutoPtr<Poco::Notification> notification);
         void send(const std::string& text);
 
         SystemNotifier& _owner;
