@@ -1,15 +1,12 @@
 #include "service/ServiceFanOut.h"
 
 #include <pemo/Authentication.h>
+#include <pemo/HTTPExchange.h>
 
 #include <Poco/Exception.h>
-#include <Poco/Net/HTTPClientSession.h>
 #include <Poco/Net/HTTPRequest.h>
-#include <Poco/Net/HTTPResponse.h>
 #include <Poco/Net/SocketAddress.h>
-#include <Poco/NullStream.h>
 #include <Poco/NumberFormatter.h>
-#include <Poco/StreamCopier.h>
 
 #include <map>
 #include <memory>
@@ -19,55 +16,54 @@ namespace system {
 
 namespace {
 
-using Poco::Net::HTTPClientSession;
 using Poco::Net::SocketAddress;
 
+// One address's request. Its log lines are written together, when its
+// answer has been read, so they stay in the address map's order however
+// the sends and answers interleave.
 struct Exchange
 {
-    SocketAddress address;
-    std::unique_ptr<HTTPClientSession> session;
+    std::unique_ptr<pemo::HTTPExchange> http;
+    std::string sendError;
 };
 
-bool send(Exchange& exchange, const std::string& path, const std::string& body, const std::string& logPrefix,
-          Poco::Logger& logger)
+void send(Exchange& exchange, const std::string& path, const std::string& body)
 {
-    const std::string where = exchange.address.toString();
     Poco::Net::HTTPRequest request(Poco::Net::HTTPRequest::HTTP_POST, path, Poco::Net::HTTPMessage::HTTP_1_1);
     request.setContentType("application/json");
     request.setKeepAlive(false);
     request.setChunkedTransferEncoding(false);
     request.setContentLength(static_cast<std::streamsize>(body.size()));
     request.set(pemo::HTTP_HEADER_AUTHENTICATION, pemo::MANAGEMENT_AUTHENTICATION);
-    logger.debug(logPrefix + "sending request to " + where);
     try
     {
-        exchange.session->sendRequest(request) << body << std::flush;
-        return true;
+        exchange.http->send(request, body);
     }
     catch (const Poco::Exception& e)
     {
-        logger.error(logPrefix + "Error sending request to " + where + ": " + e.displayText() + "; not told");
-        return false;
+        exchange.sendError = e.displayText();
     }
 }
 
 bool receive(Exchange& exchange, const std::string& logPrefix, Poco::Logger& logger)
 {
-    const std::string where = exchange.address.toString();
+    const std::string where = exchange.http->address().toString();
+    logger.debug(logPrefix + "sending request to " + where);
+    if (!exchange.sendError.empty())
+    {
+        logger.error(logPrefix + "Error sending request to " + where + ": " + exchange.sendError + "; not told");
+        return false;
+    }
     try
     {
-        Poco::Net::HTTPResponse response;
-        std::istream& in = exchange.session->receiveResponse(response);
-        Poco::NullOutputStream discard;
-        Poco::StreamCopier::copyStream(in, discard);
-        const int status = static_cast<int>(response.getStatus());
-        if (status >= 200 && status < 300)
+        const pemo::HTTPExchange::Answer answer = exchange.http->receive();
+        const std::string status = Poco::NumberFormatter::format(answer.status);
+        if (answer.status >= 200 && answer.status < 300)
         {
-            logger.debug(logPrefix + where + " status " + Poco::NumberFormatter::format(status));
+            logger.debug(logPrefix + where + " status " + status);
             return true;
         }
-        logger.error(logPrefix + "(" + where + " status " + Poco::NumberFormatter::format(status) + ") message: \"" +
-                     response.getReason() + "\"");
+        logger.error(logPrefix + "(" + where + " status " + status + ") message: \"" + answer.reason + "\"");
     }
     catch (const Poco::Exception& e)
     {
@@ -106,7 +102,9 @@ std::vector<pemo::ServiceRecord> ServiceFanOut::getRegisteredServices(const std:
 
 // Every request is sent before any answer is read: the services then work
 // on the change at the same time, and one that never answers holds up only
-// the reading of its own answer.
+// the reading of its own answer. The system manager's own address is served
+// in-process while it is sent to (see HTTPExchange), so telling itself
+// needs none of its HTTP workers even when the caller holds one.
 bool ServiceFanOut::post(const std::string& path, const std::string& body, const std::string& logPrefix) const
 {
     bool allTold = true;
@@ -125,17 +123,13 @@ bool ServiceFanOut::post(const std::string& path, const std::string& body, const
         }
     }
     const Poco::Timespan timeout(static_cast<Poco::Timespan::TimeDiff>(_timeoutMs) * 1000);
-    std::vector<Exchange> sent;
+    std::vector<Exchange> exchanges;
     for (const auto& entry : addresses)
     {
-        Exchange exchange{entry.first, std::make_unique<HTTPClientSession>(entry.first)};
-        exchange.session->setTimeout(timeout);
-        if (send(exchange, path, body, logPrefix, _logger))
-            sent.push_back(std::move(exchange));
-        else
-            allTold = false;
+        exchanges.push_back(Exchange{std::make_unique<pemo::HTTPExchange>(entry.first, timeout), {}});
+        send(exchanges.back(), path, body);
     }
-    for (auto& exchange : sent)
+    for (auto& exchange : exchanges)
         allTold = receive(exchange, logPrefix, _logger) && allTold;
     return allTold;
 }

@@ -29,7 +29,9 @@ public:
     /// POSTs body (JSON) to path at every address, with the management
     /// authentication. True when every address answered with a 2xx status.
     /// Each failure is logged under logPrefix and the other addresses are
-    /// still served. Never throws.
+    /// still served; each address's log lines come together, in address
+    /// order. An address of this very process is served in-process. Never
+    /// throws.
     bool post(const std::string& path, const std::string& body, const std::string& logPrefix) const;
 
 private:

@@ -272,6 +272,9 @@ SkillManager::Bucket& SkillManager::findBucket(const std::string& name)
     return found->second;
 }
 
+// The session's fan-out and the start notification reach this very service
+// while the lock is held; they are served in-process (pemo::HTTPExchange),
+// so they never wait for an HTTP worker that may itself wait for this lock.
 bool SkillManager::launch(const LaunchArgs& args)
 {
     Poco::Mutex::ScopedLock lock(_mutex);

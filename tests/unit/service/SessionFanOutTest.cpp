@@ -8,6 +8,8 @@
 #include "session/SessionManager.h"
 #include "session/SessionRequestHandler.h"
 
+#include <Poco/Net/SocketAddress.h>
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -77,7 +79,7 @@ TEST_F(SessionFanOutTest, ServicesSharingAnAddressGetOneRequest)
     EXPECT_EQ(_registry.requests().size(), 1u);
 }
 
-TEST_F(SessionFanOutTest, AnAddressThatNeverAnswersIsGivenUpWhileTheOthersAreStillTold)
+TEST_F(SessionFanOutTest, AnAddressThatNeverAnswersIsGivenUpWhileTheOthersAreToldAndLoggedInOrder)
 {
     RecordingService silent(true);
     RecordingService healthy;
@@ -93,6 +95,22 @@ TEST_F(SessionFanOutTest, AnAddressThatNeverAnswersIsGivenUpWhileTheOthersAreSti
     EXPECT_TRUE(log.contains("ServiceManager::createSession Error receiving response from 127.0.0.1:" +
                              std::to_string(silent.port())));
     EXPECT_LT(took, std::chrono::milliseconds(2000)) << "the 500 ms time-out bounds the wait";
+
+    // All were sent before any answer was read, yet each address's lines
+    // come together, in address order.
+    const auto lines = log.containing("ServiceManager::createSession ");
+    ASSERT_EQ(lines.size(), 6u);
+    Poco::Net::SocketAddress previous;
+    for (std::size_t i = 0; i < lines.size(); i += 2)
+    {
+        const std::string sending = "sending request to ";
+        const auto at = lines[i].find(sending);
+        ASSERT_NE(at, std::string::npos) << lines[i];
+        const Poco::Net::SocketAddress where(lines[i].substr(at + sending.size()));
+        EXPECT_NE(lines[i + 1].find(where.toString()), std::string::npos) << lines[i + 1];
+        EXPECT_TRUE(i == 0 || previous < where) << where.toString();
+        previous = where;
+    }
 }
 
 TEST_F(SessionFanOutTest, AnUnreachableRegistryIsLoggedAndReportedAsNotTold)
