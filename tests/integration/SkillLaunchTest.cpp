@@ -5,10 +5,15 @@
 
 #include <Poco/File.h>
 #include <Poco/JSON/Array.h>
+#include <Poco/JSON/Parser.h>
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <fstream>
+#include <future>
+#include <set>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -205,27 +210,93 @@ TEST_F(SkillLaunchTest, ADeletedSkillDisappearsEvenWhileRunning)
     skillDevice().exec({"kill", pid});
 }
 
-// Stopping the daemon sends every running skill SIGTERM and waits for it,
-// announcing its exit like any other.
-TEST(SkillShutdownTest, StoppingTheDaemonEndsEveryRunningSkill)
+// The system manager with two HTTP workers, so that a handful of concurrent
+// launches outnumbers them, and idle skills to launch.
+SimOptions fewWorkersDevice(const std::vector<std::string>& idle)
 {
     SimOptions options;
+    options.config = [](Poco::JSON::Object& config) { config.getObject("pemo")->getObject("http")->set("threads", 2); };
+    Overlay overlay;
+    for (const auto& name : idle)
+    {
+        const std::string dir = "opt/pemo/Pemo/Skills/" + name;
+        overlay[dir + "/package.json"] = R"({"name": ")" + name + R"(", "pemo": {"main": "main.sh"}})";
+        overlay[dir + "/main.sh"] = "#!/bin/sh\ntrap 'exit 0' TERM\nwhile :; do sleep 0.2; done\n";
+    }
+    options.overlays.push_back(overlay);
     // The logs are read after the stop.
     options.keepFiles = true;
-    SimDevice device(options);
+    return options;
+}
+
+// "skill/reason/code" of each SkillNotification the subscriber receives
+// until count have come or none comes for a while.
+std::multiset<std::string> skillNotifications(WebSocketSubscriber& subscriber, std::size_t count)
+{
+    std::multiset<std::string> seen;
+    Poco::JSON::Parser parser;
+    try
+    {
+        while (seen.size() < count)
+        {
+            const auto frame = subscriber.receive(Poco::Timespan(4, 0));
+            if (!frame)
+                break;
+            parser.reset();
+            const auto data = parser.parse(*frame).extract<Poco::JSON::Object::Ptr>()->getObject("data");
+            seen.insert(data->getValue<std::string>("skill") + "/" + data->getValue<std::string>("reason") + "/" +
+                        data->getValue<std::string>("code"));
+        }
+    }
+    catch (const Poco::Exception& e)
+    {
+        ADD_FAILURE() << "subscription ended: " << e.displayText();
+    }
+    return seen;
+}
+
+// Launches that outnumber the HTTP workers, each telling the system manager
+// itself of its session and posting its start to it under the skill lock,
+// are all announced at once; and stopping the daemon sends every running
+// skill SIGTERM, waits for it, and a subscriber connected through the stop
+// hears every exit.
+TEST(SkillShutdownTest, LaunchesOutnumberingTheWorkersAreAnnouncedAndEveryExitReachesSubscribersAtStop)
+{
+    const std::vector<std::string> skills{"hello", "idle-1", "idle-2", "idle-3", "idle-4", "idle-5"};
+    SimDevice device(fewWorkersDevice({skills.begin() + 1, skills.end()}));
     device.start();
     const ApiClient api(device.port(), device.token());
-    ASSERT_EQ(api.post("/skill/launch", R"({"name":"hello","context":""})").status, 204);
-    ASSERT_EQ(api.post("/skill/launch", R"({"name":"countdown","context":"60"})").status, 204);
-    ASSERT_EQ(device.stop(), 0);
+    int status = 0;
+    auto subscriber = WebSocketSubscriber::connect(device.port(), "/system_notifications", device.token(), status);
+    ASSERT_TRUE(subscriber) << "handshake answered " << status;
+
+    std::vector<std::future<int>> launches;
+    for (const auto& name : skills)
+        launches.push_back(std::async(std::launch::async, [&api, name] {
+            return api.post("/skill/launch", R"({"name":")" + name + R"(","context":""})").status;
+        }));
+    std::multiset<std::string> expected;
+    for (const auto& name : skills)
+        expected.insert(name + "/0/0");
+    EXPECT_EQ(skillNotifications(*subscriber, skills.size()), expected);
+    for (auto& launch : launches)
+        EXPECT_EQ(launch.get(), 204);
+
+    std::future<int> stopped = std::async(std::launch::async, [&device] { return device.stop(); });
+    expected.clear();
+    for (const auto& name : skills)
+        expected.insert(name + "/1/0");
+    EXPECT_EQ(skillNotifications(*subscriber, skills.size()), expected);
+    ASSERT_EQ(stopped.get(), 0);
 
     const std::string log = device.readStateFile("log/system-manager.log");
-    for (const std::string name : {"hello", "countdown"})
+    for (const auto& name : skills)
     {
         const std::size_t waiting = log.find("Waiting for " + name + " to terminate");
         EXPECT_NE(waiting, std::string::npos) << name;
-        EXPECT_LT(waiting, log.find("Skill " + name + " exited with code ")) << name;
+        EXPECT_LT(waiting, log.find("Skill " + name + " exited with code 0")) << name;
     }
+    EXPECT_EQ(log.find("Failed to post skill"), std::string::npos);
     EXPECT_EQ(device.readStateFile("log/sim.log").find("left behind"), std::string::npos);
     if (!::testing::Test::HasFailure())
         device.removeFiles();
