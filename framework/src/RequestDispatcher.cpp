@@ -1,6 +1,7 @@
 #include "RequestDispatcher.h"
 
 #include "ManagementHandler.h"
+#include "SanitizingResponse.h"
 #include "ServiceCoreImpl.h"
 
 #include "pemo/Authentication.h"
@@ -57,12 +58,16 @@ void RequestDispatcher::handleRequest(HTTPServerRequest& request, HTTPServerResp
     }
 }
 
+// Handlers answer through a wrapper that keeps caller text out of the
+// response head; only a port, which takes the connection over, gets the
+// server's own response.
 void RequestDispatcher::dispatch(HTTPServerRequest& request, HTTPServerResponse& response)
 {
     const std::string& path = _uri.getPath();
+    SanitizingResponse guardedResponse(response);
     if (ManagementHandler::handles(path))
     {
-        ManagementHandler(_core, _impl.sessions, _impl.logger).handle(path, request, response);
+        ManagementHandler(_core, _impl.sessions, _impl.logger).handle(path, request, guardedResponse);
         return;
     }
     const RouteTable::Match match = _impl.routes.match(path);
@@ -77,7 +82,7 @@ void RequestDispatcher::dispatch(HTTPServerRequest& request, HTTPServerResponse&
     }
     if (!match.handler->allows(session->permissions))
         return reply(response, HTTPResponse::HTTP_FORBIDDEN);
-    callMethod(*match.handler, request, response, match.captures, session);
+    callMethod(*match.handler, request, guardedResponse, match.captures, session);
 }
 
 void RequestDispatcher::subscribe(Port& port, HTTPServerRequest& request, HTTPServerResponse& response)

@@ -11,6 +11,21 @@
 namespace pemo::test {
 namespace {
 
+const Poco::Timespan RAW_TIMEOUT(10, 0);
+
+std::string statusLine(const std::string& answer)
+{
+    return answer.substr(0, answer.find("\r\n"));
+}
+
+// A POST written by hand, so that nothing between the test and the daemon
+// tidies it up; the daemon is asked to close the connection once it answers.
+std::string rawPost(const std::string& path, const std::string& framing, const std::string& body)
+{
+    return "POST " + path + " HTTP/1.1\r\nHost: 127.0.0.1\r\nConnection: close\r\nPemo-Authenticate: " +
+           sharedDevice().token() + "\r\n" + framing + "\r\n\r\n" + body;
+}
+
 std::string describe(const HttpResponse& r)
 {
     std::ostringstream out;
@@ -25,6 +40,7 @@ class RoutesTest : public ::testing::Test
 protected:
     void SetUp() override { sharedDevice(); }
     ApiClient api() const { return sharedApi(); }
+    std::uint16_t port() const { return sharedDevice().port(); }
 };
 
 // A handler answers with its own statuses and reasons; the framework's own
@@ -90,6 +106,19 @@ TEST_F(RoutesTest, MethodsAHandlerDoesNotServeAreRefused)
         const HttpResponse r = api().request(method, path, method == "GET" || method == "DELETE" ? "" : "{}");
         EXPECT_EQ(r.status, 405) << method << " " << path << " answered " << describe(r);
     }
+}
+
+// Handlers put caller text in reason phrases ("Unknown skill: " + name); a
+// CR LF there must not end the status line and start a header of the
+// caller's choosing.
+TEST_F(RoutesTest, CallerTextCannotSplitTheResponseHead)
+{
+    const std::string body = R"({"name":"a\r\nX-Injected: yes","context":""})";
+    const std::string framing = "Content-Length: " + std::to_string(body.size());
+    const std::string answer = rawExchange(port(), rawPost("/skill/launch", framing, body), RAW_TIMEOUT);
+    const std::string head = answer.substr(0, answer.find("\r\n\r\n"));
+    EXPECT_EQ(statusLine(head), "HTTP/1.1 500 Unknown skill: a  X-Injected: yes") << head;
+    EXPECT_EQ(head.find("\nX-Injected"), std::string::npos) << head;
 }
 
 } // namespace

@@ -3,8 +3,11 @@
 #include <Poco/Net/HTTPRequest.h>
 #include <Poco/Net/HTTPResponse.h>
 #include <Poco/Net/NetException.h>
+#include <Poco/Net/SocketAddress.h>
+#include <Poco/Net/StreamSocket.h>
 #include <Poco/StreamCopier.h>
 
+#include <algorithm>
 #include <stdexcept>
 
 namespace pemo::test {
@@ -60,6 +63,32 @@ HttpResponse ApiClient::exchange(const std::string& method, const std::string& p
     if (method != "HEAD")
         Poco::StreamCopier::copyToString(in, result.body);
     return result;
+}
+
+std::string rawExchange(std::uint16_t port, const std::string& request, Poco::Timespan timeout)
+{
+    Poco::Net::StreamSocket socket(Poco::Net::SocketAddress("127.0.0.1", port));
+    socket.setSendTimeout(timeout);
+    socket.setReceiveTimeout(timeout);
+    for (std::size_t sent = 0; sent < request.size();)
+    {
+        const auto n = static_cast<int>(std::min<std::size_t>(request.size() - sent, 65536));
+        sent += static_cast<std::size_t>(socket.sendBytes(request.data() + sent, n));
+    }
+    std::string answer;
+    char buffer[8192];
+    try
+    {
+        for (int n; (n = socket.receiveBytes(buffer, sizeof(buffer))) > 0;)
+            answer.append(buffer, static_cast<std::size_t>(n));
+    }
+    catch (const Poco::TimeoutException&)
+    {
+    }
+    catch (const Poco::Net::ConnectionResetException&)
+    {
+    }
+    return answer;
 }
 
 std::unique_ptr<WebSocketSubscriber> WebSocketSubscriber::connect(std::uint16_t port, const std::string& path,

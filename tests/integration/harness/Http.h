@@ -54,6 +54,11 @@ private:
     std::optional<std::string> _token;
 };
 
+// Writes request as it is on a new connection and returns every byte the
+// server sends back until it closes the connection or falls silent for
+// timeout: for answers an HTTP client library would hide or refuse.
+std::string rawExchange(std::uint16_t port, const std::string& request, Poco::Timespan timeout);
+
 // The result of a WebSocket handshake: the HTTP status of the answer, and
 // the subscription when the server accepted it.
 class WebSocketSubscriber
