@@ -1,5 +1,7 @@
 #include "RegistryHandler.h"
 
+#include "pemo/BodyReader.h"
+
 #include <cereal/archives/json.hpp>
 #include <cereal/types/vector.hpp>
 
@@ -72,12 +74,18 @@ void RegistryHandler::post(Request& request, Response& response, const Captures&
     ServiceRecord record;
     try
     {
-        cereal::JSONInputArchive archive(request.stream());
+        std::istringstream text(BodyReader::readJSON(request.stream()));
+        cereal::JSONInputArchive archive(text);
         record.serialize(archive);
     }
     catch (const cereal::Exception& e)
     {
-        _logger.warning("RegistryHandler::post malformed record: " + std::string(e.what()));
+        _logger.warning("RegistryHandler::post malformed record: " + std::string(e.what()) + "; answering 400");
+        return reply(response, HTTPResponse::HTTP_BAD_REQUEST, "Malformed arguments");
+    }
+    catch (const Poco::DataFormatException& e)
+    {
+        _logger.warning("RegistryHandler::post refused record: " + e.displayText() + "; answering 400");
         return reply(response, HTTPResponse::HTTP_BAD_REQUEST, "Malformed arguments");
     }
     if (record.name.empty())

@@ -1,9 +1,8 @@
 #include "ManagementHandler.h"
 
 #include "pemo/Authentication.h"
+#include "pemo/BodyReader.h"
 #include "pemo/ServiceCore.h"
-
-#include <Poco/StreamCopier.h>
 
 #include <cereal/archives/json.hpp>
 #include <cereal/types/vector.hpp>
@@ -75,7 +74,12 @@ void ManagementHandler::handle(const std::string& path, HTTPServerRequest& reque
     }
     catch (const cereal::Exception& e)
     {
-        _logger.warning("ManagementHandler " + path + " malformed body: " + e.what());
+        _logger.warning("ManagementHandler " + path + " malformed body: " + e.what() + "; answering 400");
+        return reply(response, HTTPResponse::HTTP_BAD_REQUEST, "Malformed arguments");
+    }
+    catch (const Poco::DataFormatException& e)
+    {
+        _logger.warning("ManagementHandler " + path + " refused body: " + e.displayText() + "; answering 400");
         return reply(response, HTTPResponse::HTTP_BAD_REQUEST, "Malformed arguments");
     }
     reply(response, HTTPResponse::HTTP_NO_CONTENT);
@@ -85,7 +89,8 @@ void ManagementHandler::createSessions(std::istream& body)
 {
     std::vector<Session> sessions;
     {
-        cereal::JSONInputArchive archive(body);
+        std::istringstream text(BodyReader::readJSON(body));
+        cereal::JSONInputArchive archive(text);
         archive(cereal::make_nvp("sessions", sessions));
     }
     for (const auto& session : sessions)
@@ -112,7 +117,8 @@ void ManagementHandler::deleteSession(std::istream& body)
 Session ManagementHandler::readSession(std::istream& body)
 {
     Session session;
-    cereal::JSONInputArchive archive(body);
+    std::istringstream text(BodyReader::readJSON(body));
+    cereal::JSONInputArchive archive(text);
     archive(cereal::make_nvp("session", session));
     return session;
 }
@@ -121,8 +127,7 @@ Session ManagementHandler::readSession(std::istream& body)
 // empty body leaves the path empty.
 std::string ManagementHandler::readPath(std::istream& body)
 {
-    std::string text;
-    Poco::StreamCopier::copyToString(body, text);
+    const std::string text = BodyReader::readJSON(body);
     if (text.find_first_not_of(" \t\r\n") == std::string::npos)
         return {};
     std::istringstream in(text);

@@ -1,10 +1,12 @@
 #include "RequestDispatcher.h"
 
+#include "BoundedRequest.h"
 #include "ManagementHandler.h"
 #include "SanitizingResponse.h"
 #include "ServiceCoreImpl.h"
 
 #include "pemo/Authentication.h"
+#include "pemo/BoundedInputStream.h"
 #include "pemo/ServiceCore.h"
 
 #include <Poco/Net/HTTPRequest.h>
@@ -34,6 +36,14 @@ bool isWebSocketUpgrade(const HTTPServerRequest& request)
     return Poco::icompare(request.get("Upgrade", ""), "websocket") == 0;
 }
 
+// The rest of the body is never read, so the connection cannot carry
+// another request.
+void refuseBody(HTTPServerResponse& response)
+{
+    response.setKeepAlive(false);
+    reply(response, HTTPResponse::HTTP_REQUEST_ENTITY_TOO_LARGE);
+}
+
 } // namespace
 
 RequestDispatcher::RequestDispatcher(ServiceCore& core, ServiceCoreImpl& impl, const Poco::URI& uri)
@@ -49,6 +59,13 @@ void RequestDispatcher::handleRequest(HTTPServerRequest& request, HTTPServerResp
     {
         dispatch(request, response);
     }
+    catch (const BodyTooLargeException& e)
+    {
+        _impl.logger.warning("Refused the body of " + request.getMethod() + " " + _uri.getPath() + ": " +
+                             e.displayText() + "; answering 413 and closing the connection");
+        if (!response.sent())
+            refuseBody(response);
+    }
     catch (const std::exception& e)
     {
         _impl.logger.error("Unhandled exception serving " + request.getMethod() + " " + request.getURI() + ": " +
@@ -58,16 +75,23 @@ void RequestDispatcher::handleRequest(HTTPServerRequest& request, HTTPServerResp
     }
 }
 
-// Handlers answer through a wrapper that keeps caller text out of the
-// response head; only a port, which takes the connection over, gets the
-// server's own response.
+// Handlers see the request and response through wrappers that bound the
+// body and keep caller text out of the response head; only a port, which
+// takes the connection over, gets the server's own.
 void RequestDispatcher::dispatch(HTTPServerRequest& request, HTTPServerResponse& response)
 {
+    if (request.hasContentLength() && request.getContentLength64() > static_cast<Poco::Int64>(_impl.maxBody))
+    {
+        _impl.logger.warning("Refused a body of " + std::to_string(request.getContentLength64()) + " bytes on " +
+                             request.getMethod() + " " + _uri.getPath() + " unread; answering 413");
+        return refuseBody(response);
+    }
     const std::string& path = _uri.getPath();
     SanitizingResponse guardedResponse(response);
+    BoundedRequest guardedRequest(request, guardedResponse, _impl.maxBody);
     if (ManagementHandler::handles(path))
     {
-        ManagementHandler(_core, _impl.sessions, _impl.logger).handle(path, request, guardedResponse);
+        ManagementHandler(_core, _impl.sessions, _impl.logger).handle(path, guardedRequest, guardedResponse);
         return;
     }
     const RouteTable::Match match = _impl.routes.match(path);
@@ -82,7 +106,7 @@ void RequestDispatcher::dispatch(HTTPServerRequest& request, HTTPServerResponse&
     }
     if (!match.handler->allows(session->permissions))
         return reply(response, HTTPResponse::HTTP_FORBIDDEN);
-    callMethod(*match.handler, request, guardedResponse, match.captures, session);
+    callMethod(*match.handler, guardedRequest, guardedResponse, match.captures, session);
 }
 
 void RequestDispatcher::subscribe(Port& port, HTTPServerRequest& request, HTTPServerResponse& response)

@@ -84,8 +84,9 @@ void ServiceApp::handleHelp(const std::string&, const std::string&)
                    "SIGTERM or SIGINT. Callers authenticate with the Pemo-Authenticate header; the tokens in "
                    "pemo.auth.tokens hold every permission.");
     help.setFooter("Configuration keys: pemo.http.host (127.0.0.1), pemo.http.port, pemo.http.threads (16), "
-                   "pemo.registry.host (127.0.0.1), pemo.registry.port (8079), pemo.auth.tokens[i], pemo.auth.token "
-                   "(sent to peers; defaults to the first of pemo.auth.tokens), and Poco's logging.* keys.");
+                   "pemo.http.max_body (largest request body, 1048576 bytes), pemo.registry.host (127.0.0.1), "
+                   "pemo.registry.port (8079), pemo.auth.tokens[i], pemo.auth.token (sent to peers; defaults to the "
+                   "first of pemo.auth.tokens), and Poco's logging.* keys.");
     help.format(std::cout);
 }
 

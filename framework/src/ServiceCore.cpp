@@ -66,6 +66,7 @@ void ServiceCore::initialize(Poco::Util::Application& app)
     const auto tokens = readList(config, "pemo.auth.tokens");
     _impl->sessions.setTrustedTokens(tokens);
     _impl->ownToken = config.getString("pemo.auth.token", tokens.empty() ? std::string() : tokens.front());
+    _impl->maxBody = static_cast<std::size_t>(config.getUInt64("pemo.http.max_body", _impl->maxBody));
 
     Poco::Net::ServerSocket socket(Poco::Net::SocketAddress(host, port), 64);
     _impl->address = socket.address();

@@ -13,6 +13,7 @@
 #include <Poco/Thread.h>
 #include <Poco/ThreadPool.h>
 
+#include <cstddef>
 #include <memory>
 #include <string>
 #include <vector>
@@ -44,6 +45,8 @@ struct ServiceCoreImpl
     // served in-process while the service runs.
     Poco::Net::SocketAddress address;
     Poco::UInt16 port = 0;
+    // The largest request body a handler may be handed (pemo.http.max_body).
+    std::size_t maxBody = 1048576;
 };
 
 } // namespace pemo

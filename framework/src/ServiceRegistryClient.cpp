@@ -1,10 +1,11 @@
 #include "pemo/ServiceRegistryClient.h"
 
+#include "pemo/BodyReader.h"
+
 #include <Poco/Net/HTTPClientSession.h>
 #include <Poco/Net/HTTPRequest.h>
 #include <Poco/Net/HTTPResponse.h>
 #include <Poco/Net/NetException.h>
-#include <Poco/StreamCopier.h>
 #include <Poco/URI.h>
 
 #include <cereal/archives/json.hpp>
@@ -18,6 +19,9 @@ namespace {
 
 using Poco::Net::HTTPRequest;
 using Poco::Net::HTTPResponse;
+
+// Far more than the records of every service of a device take.
+const std::size_t MAX_REPLY = 1048576;
 
 struct Reply
 {
@@ -101,9 +105,8 @@ Reply exchange(const std::string& host, std::uint16_t port, const Poco::Timespan
     session.sendRequest(request) << body;
     HTTPResponse response;
     std::istream& in = session.receiveResponse(response);
-    Reply reply{response.getStatus(), {}};
-    Poco::StreamCopier::copyToString(in, reply.body);
-    return reply;
+    // Another process's answer: bounded, and checked before cereal parses it.
+    return Reply{response.getStatus(), BodyReader::readJSON(in, MAX_REPLY)};
 }
 
 void expect(const Reply& reply, HTTPResponse::HTTPStatus status, const std::string& what)

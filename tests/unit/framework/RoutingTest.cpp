@@ -1,7 +1,12 @@
 #include "FrameworkTestSupport.h"
 
 #include "pemo/Authentication.h"
+#include "pemo/BodyReader.h"
 #include "pemo/HTTPExchange.h"
+
+#include <Poco/Net/HTTPClientSession.h>
+#include <Poco/Net/HTTPRequest.h>
+#include <Poco/Net/HTTPResponse.h>
 
 #include <gtest/gtest.h>
 
@@ -67,6 +72,31 @@ public:
     AudioOnlyHandler() : EchoHandler("audio") {}
     bool allows(const Permissions& held) const override { return held.recordAudio; }
 };
+
+/// Answers 200 with the body as it read it.
+class BodyHandler : public HTTPRequestHandler
+{
+public:
+    bool allows(const Permissions&) const override { return true; }
+
+    void post(Request& request, Response& response, const Captures&, SessionPtr) override
+    {
+        const std::string body = BodyReader::read(request.stream());
+        response.sendBuffer(body.data(), body.size());
+    }
+};
+
+int postChunked(unsigned port, const std::string& path, const std::string& body)
+{
+    Poco::Net::HTTPClientSession session("127.0.0.1", static_cast<Poco::UInt16>(port));
+    session.setTimeout(Poco::Timespan(5, 0));
+    Poco::Net::HTTPRequest request(Poco::Net::HTTPRequest::HTTP_POST, path, Poco::Net::HTTPMessage::HTTP_1_1);
+    request.setChunkedTransferEncoding(true);
+    session.sendRequest(request) << body;
+    Poco::Net::HTTPResponse response;
+    session.receiveResponse(response);
+    return response.getStatus();
+}
 
 // Every case runs twice: over a connection, and as a request of this very
 // process, which the service serves in-process and must answer alike.
@@ -206,3 +236,16 @@ INSTANTIATE_TEST_SUITE_P(Transports, RoutingTest, ::testing::Values(false, true)
                          [](const ::testing::TestParamInfo<bool>& info) {
                              return info.param ? "InProcess" : "Connection";
                          });
+
+TEST(RequestBodyBoundTest, BodiesPastTheConfiguredBoundNeverReachAHandlerWhole)
+{
+    BodyHandler handler;
+    TestService service([&](TestService& s) { s.registerHandler("^/body$", &handler); },
+                        {{"pemo.http.max_body", "16"}});
+    service.startAll();
+    const std::string bound(16, 'a');
+    EXPECT_EQ(request(service.port(), "POST", "/body", "", bound).body, bound);
+    EXPECT_EQ(request(service.port(), "POST", "/body", "", bound + "b").status, 413);
+    EXPECT_EQ(postChunked(service.port(), "/body", bound), 200);
+    EXPECT_EQ(postChunked(service.port(), "/body", bound + "b"), 413);
+}
