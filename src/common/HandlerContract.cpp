@@ -1,7 +1,5 @@
 #include "common/HandlerContract.h"
 
-#include <Poco/StreamCopier.h>
-
 namespace pemo {
 namespace system {
 
@@ -36,9 +34,7 @@ void HandlerContract::sendJSON(Poco::Net::HTTPServerResponse& response, const st
 
 std::string HandlerContract::readBody(std::istream& in)
 {
-    std::string body;
-    Poco::StreamCopier::copyToString(in, body, 8192);
-    return body;
+    return pemo::BodyReader::read(in);
 }
 
 } // namespace system

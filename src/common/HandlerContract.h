@@ -2,6 +2,9 @@
 
 #include "common/JSON.h"
 
+#include <pemo/BodyReader.h>
+
+#include <Poco/Exception.h>
 #include <Poco/Logger.h>
 #include <Poco/Net/HTTPResponse.h>
 #include <Poco/Net/HTTPServerResponse.h>
@@ -41,7 +44,9 @@ public:
     /// whole body sent in one buffer.
     static void sendJSON(Poco::Net::HTTPServerResponse& response, const std::string& body);
 
-    /// The whole of in, read in blocks of 8192 bytes.
+    /// The whole of in, read in blocks of 8192 bytes. A request body past
+    /// the framework's bound throws pemo::BodyTooLargeException, which the
+    /// framework answers with 413.
     static std::string readBody(std::istream& in);
 
     /// The text of one JSON object holding members (cereal::make_nvp), in
@@ -81,10 +86,13 @@ public:
 
     /// Reads the named members (cereal::make_nvp) from the JSON object on
     /// in. Throws cereal::Exception when in does not hold a JSON object, a
-    /// member is missing, or a member has the wrong type.
+    /// member is missing, or a member has the wrong type, and
+    /// Poco::DataFormatException when in nests too deep for the parser or
+    /// is larger than its bound (see pemo::BodyReader).
     template <class... Members> static void fromJSON(std::istream& in, Members&&... members)
     {
-        cereal::JSONInputArchive archive(in);
+        std::istringstream text(pemo::BodyReader::readJSON(in));
+        cereal::JSONInputArchive archive(text);
         archive(std::forward<Members>(members)...);
     }
 
@@ -96,6 +104,11 @@ public:
         {
             fromJSON(in, std::forward<Members>(members)...);
             return true;
+        }
+        catch (const Poco::Exception& e)
+        {
+            error = e.displayText();
+            return false;
         }
         catch (const std::exception& e)
         {

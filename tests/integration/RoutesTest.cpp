@@ -26,6 +26,23 @@ std::string rawPost(const std::string& path, const std::string& framing, const s
            sharedDevice().token() + "\r\n" + framing + "\r\n\r\n" + body;
 }
 
+std::string chunked(const std::string& body)
+{
+    std::ostringstream out;
+    for (std::size_t at = 0; at < body.size(); at += 65536)
+    {
+        const std::string chunk = body.substr(at, 65536);
+        out << std::hex << chunk.size() << "\r\n" << chunk << "\r\n";
+    }
+    out << "0\r\n\r\n";
+    return out.str();
+}
+
+std::string nested(std::size_t levels)
+{
+    return std::string(levels, '[') + std::string(levels, ']');
+}
+
 std::string describe(const HttpResponse& r)
 {
     std::ostringstream out;
@@ -119,6 +136,61 @@ TEST_F(RoutesTest, CallerTextCannotSplitTheResponseHead)
     const std::string head = answer.substr(0, answer.find("\r\n\r\n"));
     EXPECT_EQ(statusLine(head), "HTTP/1.1 500 Unknown skill: a  X-Injected: yes") << head;
     EXPECT_EQ(head.find("\nX-Injected"), std::string::npos) << head;
+}
+
+// A recursive JSON parser takes a stack frame per level: nesting this deep
+// must be refused before it reaches one, on every way a body is parsed.
+TEST_F(RoutesTest, DeeplyNestedBodiesAreRefusedWithTheRoutesOwn400)
+{
+    struct Case
+    {
+        std::string path;
+        Headers headers;
+        std::string body;
+        int status;
+        std::string reason;
+    };
+    const Headers management{{"Pemo-Authenticate", "wexlor"}};
+    const std::string bomb = nested(200000);
+    const std::vector<Case> cases = {
+        {"/_M_/session", management, bomb, 400, "Malformed arguments"},
+        {"/_M_/system/backup", management, bomb, 400, "Malformed arguments"},
+        {"/skill/launch", {}, bomb, 400, "Malformed arguments"},
+        {"/dynamic_firewall", {}, bomb, 400, "Invalid JSON"},
+        // Any text is a notification and is relayed as it is; only the
+        // redacted copy for the log is parsed.
+        {"/system_notify", {}, nested(8192), 204, "No Content"},
+    };
+    for (const auto& c : cases)
+    {
+        try
+        {
+            const HttpResponse r = api().request("POST", c.path, c.body, c.headers);
+            EXPECT_EQ(r.status, c.status) << c.path << " answered " << describe(r);
+            EXPECT_EQ(r.reason, c.reason) << c.path;
+        }
+        catch (const std::exception& e)
+        {
+            ADD_FAILURE() << c.path << ": " << e.what();
+        }
+    }
+    EXPECT_EQ(api().get("/mode").status, 200);
+}
+
+// A declared length past the bound is refused from the head alone (the
+// body is never even sent here); a chunked body is cut off where it passes
+// the bound, even though what it holds is a well-formed launch request.
+TEST_F(RoutesTest, BodiesLargerThanAnyRouteNeedsAreRefused)
+{
+    const std::string declared =
+        rawExchange(port(), rawPost("/skill/launch", "Content-Length: 20000000", ""), RAW_TIMEOUT);
+    EXPECT_EQ(statusLine(declared).substr(0, 13), "HTTP/1.1 413 ") << statusLine(declared);
+
+    const std::string launch = R"({"name":")" + std::string(1100000, 'x') + R"(","context":""})";
+    const std::string cut =
+        rawExchange(port(), rawPost("/skill/launch", "Transfer-Encoding: chunked", chunked(launch)), RAW_TIMEOUT);
+    EXPECT_EQ(statusLine(cut).substr(0, 13), "HTTP/1.1 413 ") << statusLine(cut).substr(0, 100);
+    EXPECT_EQ(api().get("/mode").status, 200);
 }
 
 } // namespace
