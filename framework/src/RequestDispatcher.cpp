@@ -15,6 +15,9 @@
 #include <Poco/Net/NetException.h>
 #include <Poco/Net/WebSocket.h>
 
+#include <algorithm>
+#include <limits>
+
 namespace pemo {
 
 using Poco::Net::HTTPRequest;
@@ -65,6 +68,11 @@ void RequestDispatcher::handleRequest(HTTPServerRequest& request, HTTPServerResp
                              e.displayText() + "; answering 413 and closing the connection");
         if (!response.sent())
             refuseBody(response);
+        // Closing on unread data resets the connection, and the caller may
+        // lose the answer with it; what a caller still has in flight is
+        // read and dropped, up to the bound once more.
+        const auto most = static_cast<std::size_t>(std::numeric_limits<std::streamsize>::max());
+        request.stream().ignore(static_cast<std::streamsize>(std::min(_impl.maxBody, most)));
     }
     catch (const std::exception& e)
     {
