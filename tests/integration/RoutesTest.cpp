@@ -26,18 +26,6 @@ std::string rawPost(const std::string& path, const std::string& framing, const s
            sharedDevice().token() + "\r\n" + framing + "\r\n\r\n" + body;
 }
 
-std::string chunked(const std::string& body)
-{
-    std::ostringstream out;
-    for (std::size_t at = 0; at < body.size(); at += 65536)
-    {
-        const std::string chunk = body.substr(at, 65536);
-        out << std::hex << chunk.size() << "\r\n" << chunk << "\r\n";
-    }
-    out << "0\r\n\r\n";
-    return out.str();
-}
-
 std::string nested(std::size_t levels)
 {
     return std::string(levels, '[') + std::string(levels, ']');
@@ -157,40 +145,24 @@ TEST_F(RoutesTest, DeeplyNestedBodiesAreRefusedWithTheRoutesOwn400)
         {"/_M_/system/backup", management, bomb, 400, "Malformed arguments"},
         {"/skill/launch", {}, bomb, 400, "Malformed arguments"},
         {"/dynamic_firewall", {}, bomb, 400, "Invalid JSON"},
-        // Any text is a notification and is relayed as it is; only the
-        // redacted copy for the log is parsed.
+        // Relayed as it is: only the redacted copy for the log is parsed.
         {"/system_notify", {}, nested(8192), 204, "No Content"},
     };
     for (const auto& c : cases)
     {
-        try
-        {
-            const HttpResponse r = api().request("POST", c.path, c.body, c.headers);
-            EXPECT_EQ(r.status, c.status) << c.path << " answered " << describe(r);
-            EXPECT_EQ(r.reason, c.reason) << c.path;
-        }
-        catch (const std::exception& e)
-        {
-            ADD_FAILURE() << c.path << ": " << e.what();
-        }
+        const HttpResponse r = api().request("POST", c.path, c.body, c.headers);
+        EXPECT_EQ(r.status, c.status) << c.path << " answered " << describe(r);
+        EXPECT_EQ(r.reason, c.reason) << c.path;
     }
-    EXPECT_EQ(api().get("/mode").status, 200);
 }
 
-// A declared length past the bound is refused from the head alone (the
-// body is never even sent here); a chunked body is cut off where it passes
-// the bound, even though what it holds is a well-formed launch request.
-TEST_F(RoutesTest, BodiesLargerThanAnyRouteNeedsAreRefused)
+// A declared length past the bound is refused from the head alone: the
+// body is never even sent here.
+TEST_F(RoutesTest, BodiesLargerThanAnyRouteNeedsAreRefusedUnread)
 {
     const std::string declared =
         rawExchange(port(), rawPost("/skill/launch", "Content-Length: 20000000", ""), RAW_TIMEOUT);
     EXPECT_EQ(statusLine(declared).substr(0, 13), "HTTP/1.1 413 ") << statusLine(declared);
-
-    const std::string launch = R"({"name":")" + std::string(1100000, 'x') + R"(","context":""})";
-    const std::string cut =
-        rawExchange(port(), rawPost("/skill/launch", "Transfer-Encoding: chunked", chunked(launch)), RAW_TIMEOUT);
-    EXPECT_EQ(statusLine(cut).substr(0, 13), "HTTP/1.1 413 ") << statusLine(cut).substr(0, 100);
-    EXPECT_EQ(api().get("/mode").status, 200);
 }
 
 } // namespace

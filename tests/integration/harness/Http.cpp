@@ -4,10 +4,10 @@
 #include <Poco/Net/HTTPResponse.h>
 #include <Poco/Net/NetException.h>
 #include <Poco/Net/SocketAddress.h>
+#include <Poco/Net/SocketStream.h>
 #include <Poco/Net/StreamSocket.h>
 #include <Poco/StreamCopier.h>
 
-#include <algorithm>
 #include <stdexcept>
 
 namespace pemo::test {
@@ -70,24 +70,11 @@ std::string rawExchange(std::uint16_t port, const std::string& request, Poco::Ti
     Poco::Net::StreamSocket socket(Poco::Net::SocketAddress("127.0.0.1", port));
     socket.setSendTimeout(timeout);
     socket.setReceiveTimeout(timeout);
-    for (std::size_t sent = 0; sent < request.size();)
-    {
-        const auto n = static_cast<int>(std::min<std::size_t>(request.size() - sent, 65536));
-        sent += static_cast<std::size_t>(socket.sendBytes(request.data() + sent, n));
-    }
+    Poco::Net::SocketStream stream(socket);
+    stream << request << std::flush;
+    // Silence or a reset ends the stream like a close: the answer is what came before.
     std::string answer;
-    char buffer[8192];
-    try
-    {
-        for (int n; (n = socket.receiveBytes(buffer, sizeof(buffer))) > 0;)
-            answer.append(buffer, static_cast<std::size_t>(n));
-    }
-    catch (const Poco::TimeoutException&)
-    {
-    }
-    catch (const Poco::Net::ConnectionResetException&)
-    {
-    }
+    Poco::StreamCopier::copyToString(stream, answer);
     return answer;
 }
 

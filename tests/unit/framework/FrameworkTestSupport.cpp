@@ -89,14 +89,17 @@ std::string TestService::onHealth()
 }
 
 Reply request(unsigned port, const std::string& method, const std::string& path, const std::string& token,
-              const std::string& body)
+              const std::string& body, bool chunked)
 {
     Poco::Net::HTTPClientSession session("127.0.0.1", static_cast<Poco::UInt16>(port));
     session.setTimeout(Poco::Timespan(5, 0));
     Poco::Net::HTTPRequest req(method, path, Poco::Net::HTTPMessage::HTTP_1_1);
     if (!token.empty())
         req.set(HTTP_HEADER_AUTHENTICATION, token);
-    req.setContentLength(static_cast<std::streamsize>(body.size()));
+    if (chunked)
+        req.setChunkedTransferEncoding(true);
+    else
+        req.setContentLength(static_cast<std::streamsize>(body.size()));
     session.sendRequest(req) << body;
     Poco::Net::HTTPResponse response;
     std::istream& in = session.receiveResponse(response);

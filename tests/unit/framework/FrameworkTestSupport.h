@@ -73,9 +73,9 @@ bool eventually(Predicate predicate)
 }
 
 /// One HTTP exchange with 127.0.0.1:port; token goes in the
-/// authentication header unless empty.
+/// authentication header unless empty; the body is sent chunked if asked.
 Reply request(unsigned port, const std::string& method, const std::string& path, const std::string& token = "",
-              const std::string& body = "");
+              const std::string& body = "", bool chunked = false);
 
 } // namespace test
 } // namespace pemo
