@@ -13,6 +13,8 @@
 #include <Poco/Util/OptionCallback.h>
 
 #include <csignal>
+#include <pthread.h>
+#include <signal.h>
 #include <iostream>
 
 namespace pemo {
@@ -33,6 +35,16 @@ Poco::ClassLoader<ServiceCore>& classLoader()
 
 extern "C" void ignoreSignal(int)
 {
+}
+
+sigset_t terminationSignals()
+{
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, SIGINT);
+    sigaddset(&set, SIGQUIT);
+    sigaddset(&set, SIGTERM);
+    return set;
 }
 
 } // namespace
@@ -154,8 +166,15 @@ int ServiceApp::main(const std::vector<std::string>&)
         return EXIT_SOFTWARE;
     }
     core->start();
+    // Blocked before the supervisor hears of the start-up, so that a SIGTERM
+    // it sends at once is waited for, not taken with the default action. Only
+    // this thread blocks them: the service's threads, made in start(), and
+    // the children they launch keep the default.
+    const sigset_t termination = terminationSignals();
+    pthread_sigmask(SIG_BLOCK, &termination, nullptr);
     signalStartup();
-    waitForTerminationRequest();
+    int received = 0;
+    sigwait(&termination, &received);
     // A second signal while the service shuts down must not kill the host
     // half way and leave its children behind; stopping is bounded, and
     // SIGKILL remains for a stop that hangs. A handler, unlike SIG_IGN, is
