@@ -8,6 +8,8 @@
 #include <Poco/Net/HTTPServerParams.h>
 #include <Poco/Net/SocketAddress.h>
 
+#include <algorithm>
+
 namespace pemo {
 
 namespace {
@@ -73,10 +75,12 @@ void ServiceCore::initialize(Poco::Util::Application& app)
     _impl->port = socket.address().port();
     _impl->listener = socket;
     auto params = new Poco::Net::HTTPServerParams;
-    params->setMaxThreads(config.getInt("pemo.http.threads", 16));
+    // At least one worker, and a pool whose floor is not above its ceiling:
+    // Poco asserts on either.
+    params->setMaxThreads(std::max(1, config.getInt("pemo.http.threads", 16)));
     params->setMaxQueued(config.getInt("pemo.http.queue", 64));
     params->setKeepAlive(true);
-    _impl->pool = std::make_unique<Poco::ThreadPool>(2, params->getMaxThreads());
+    _impl->pool = std::make_unique<Poco::ThreadPool>(std::min(2, params->getMaxThreads()), params->getMaxThreads());
     _impl->server = std::make_unique<Poco::Net::HTTPServer>(new RequestHandlerFactory(*this), *_impl->pool, socket,
                                                            params);
     logger().information(_impl->name + " will serve on " + host + ":" + std::to_string(_impl->port));

@@ -210,12 +210,12 @@ TEST_F(SkillLaunchTest, ADeletedSkillDisappearsEvenWhileRunning)
     skillDevice().exec({"kill", pid});
 }
 
-// The system manager with two HTTP workers, so that a handful of concurrent
+// The system manager with one HTTP worker, so that a handful of concurrent
 // launches outnumbers them, and idle skills to launch.
 SimOptions fewWorkersDevice(const std::vector<std::string>& idle)
 {
     SimOptions options;
-    options.config = [](Poco::JSON::Object& config) { config.getObject("pemo")->getObject("http")->set("threads", 2); };
+    options.config = [](Poco::JSON::Object& config) { config.getObject("pemo")->getObject("http")->set("threads", 1); };
     Overlay overlay;
     for (const auto& name : idle)
     {
