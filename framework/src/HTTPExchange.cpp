@@ -1,13 +1,14 @@
 #include "pemo/HTTPExchange.h"
 
+#include "pemo/BodyReader.h"
+
 #include "InProcessRequest.h"
-#include "InProcessResponse.h"
+#include "pemo/InProcessResponse.h"
 #include "LocalServices.h"
 
 #include <Poco/Exception.h>
 #include <Poco/Net/HTTPResponse.h>
 #include <Poco/Net/NetException.h>
-#include <Poco/StreamCopier.h>
 
 namespace pemo {
 
@@ -35,11 +36,11 @@ bool isUpgrade(const HTTPRequest& request)
 } // namespace
 
 HTTPExchange::Answer HTTPExchange::perform(const Poco::Net::SocketAddress& address, HTTPRequest& request,
-                                           const std::string& body, Poco::Timespan timeout)
+                                           const std::string& body, Poco::Timespan timeout, std::size_t maxAnswer)
 {
     HTTPExchange exchange(address, timeout);
     exchange.send(request, body);
-    return exchange.receive();
+    return exchange.receive(maxAnswer);
 }
 
 HTTPExchange::HTTPExchange(const Poco::Net::SocketAddress& address, Poco::Timespan timeout)
@@ -71,7 +72,7 @@ bool HTTPExchange::serveInProcess(const HTTPRequest& request, const std::string&
     return true;
 }
 
-HTTPExchange::Answer HTTPExchange::receive()
+HTTPExchange::Answer HTTPExchange::receive(std::size_t maxBody)
 {
     Answer answer;
     if (_inProcess)
@@ -81,6 +82,8 @@ HTTPExchange::Answer HTTPExchange::receive()
         answer.status = static_cast<int>(_inProcess->getStatus());
         answer.reason = _inProcess->getReason();
         answer.body = _inProcess->body();
+        if (answer.body.size() > maxBody)
+            throw BodyTooLargeException("answer of " + _address.toString());
         return answer;
     }
     if (!_session)
@@ -89,7 +92,8 @@ HTTPExchange::Answer HTTPExchange::receive()
     std::istream& in = _session->receiveResponse(response);
     answer.status = static_cast<int>(response.getStatus());
     answer.reason = response.getReason();
-    Poco::StreamCopier::copyToString(in, answer.body);
+    // Another process's answer: read only up to what the caller can use.
+    answer.body = BodyReader::read(in, maxBody);
     return answer;
 }
 

@@ -1,8 +1,8 @@
 #include "pemo/ServiceRegistryClient.h"
 
 #include "pemo/BodyReader.h"
+#include "pemo/HTTPExchange.h"
 
-#include <Poco/Net/HTTPClientSession.h>
 #include <Poco/Net/HTTPRequest.h>
 #include <Poco/Net/HTTPResponse.h>
 #include <Poco/Net/NetException.h>
@@ -93,20 +93,15 @@ namespace {
 Reply exchange(const std::string& host, std::uint16_t port, const Poco::Timespan& timeout, const std::string& method,
                const std::string& path, const std::string& body)
 {
-    Poco::Net::HTTPClientSession session(host, port);
-    session.setTimeout(timeout);
     HTTPRequest request(method, path, Poco::Net::HTTPMessage::HTTP_1_1);
     request.setKeepAlive(false);
     if (!body.empty())
-    {
         request.setContentType("application/json");
-        request.setContentLength(static_cast<std::streamsize>(body.size()));
-    }
-    session.sendRequest(request) << body;
-    HTTPResponse response;
-    std::istream& in = session.receiveResponse(response);
-    // Another process's answer: bounded, and checked before cereal parses it.
-    return Reply{response.getStatus(), BodyReader::readJSON(in, MAX_REPLY)};
+    const HTTPExchange::Answer answer =
+        HTTPExchange::perform(Poco::Net::SocketAddress(host, port), request, body, timeout, MAX_REPLY);
+    // Another process's answer: checked before cereal parses it.
+    BodyReader::checkDepth(answer.body);
+    return Reply{static_cast<HTTPResponse::HTTPStatus>(answer.status), answer.body};
 }
 
 void expect(const Reply& reply, HTTPResponse::HTTPStatus status, const std::string& what)

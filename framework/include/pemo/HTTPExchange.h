@@ -5,6 +5,7 @@
 #include <Poco/Net/SocketAddress.h>
 #include <Poco/Timespan.h>
 
+#include <cstddef>
 #include <memory>
 #include <string>
 
@@ -35,9 +36,12 @@ public:
         std::string body;
     };
 
+    /// The most of an answer's body that receive() reads by default.
+    static const std::size_t MAX_ANSWER = 1048576;
+
     /// send() and receive() in one. Throws as they do.
     static Answer perform(const Poco::Net::SocketAddress& address, Poco::Net::HTTPRequest& request,
-                          const std::string& body, Poco::Timespan timeout);
+                          const std::string& body, Poco::Timespan timeout, std::size_t maxAnswer = MAX_ANSWER);
 
     HTTPExchange(const Poco::Net::SocketAddress& address, Poco::Timespan timeout);
     ~HTTPExchange();
@@ -53,9 +57,10 @@ public:
     void send(Poco::Net::HTTPRequest& request, const std::string& body);
     /// The whole answer to what send() sent. Throws Poco::Exception when
     /// none arrives in time or it cannot be read (Poco::Net::NoMessageException
-    /// also when an in-process handler sent nothing), Poco::IllegalStateException
+    /// also when an in-process handler sent nothing), BodyTooLargeException
+    /// when its body is longer than maxBody, Poco::IllegalStateException
     /// before send().
-    Answer receive();
+    Answer receive(std::size_t maxBody = MAX_ANSWER);
 
     const Poco::Net::SocketAddress& address() const;
 
