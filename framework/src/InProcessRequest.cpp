@@ -1,6 +1,6 @@
 #include "InProcessRequest.h"
 
-#include "InProcessResponse.h"
+#include "pemo/InProcessResponse.h"
 
 namespace pemo {
 

@@ -1,11 +1,11 @@
-#include "InProcessResponse.h"
+#include "pemo/InProcessResponse.h"
 
 #include <Poco/FileStream.h>
 #include <Poco/StreamCopier.h>
 
 namespace pemo {
 
-InProcessResponse::InProcessResponse() : _sent(false)
+InProcessResponse::InProcessResponse() : _sendCount(0)
 {
 }
 
@@ -15,7 +15,7 @@ void InProcessResponse::sendContinue()
 
 std::ostream& InProcessResponse::send()
 {
-    _sent = true;
+    ++_sendCount;
     return _body;
 }
 
@@ -23,13 +23,15 @@ void InProcessResponse::sendFile(const std::string& path, const std::string& med
 {
     Poco::FileInputStream in(path);
     setContentType(mediaType);
-    _sent = true;
+    ++_sendCount;
     Poco::StreamCopier::copyStream(in, _body);
 }
 
 void InProcessResponse::sendBuffer(const void* buffer, std::size_t length)
 {
-    _sent = true;
+    // As a server's response does: the length is the buffer's.
+    setContentLength(static_cast<std::streamsize>(length));
+    ++_sendCount;
     _body.write(static_cast<const char*>(buffer), static_cast<std::streamsize>(length));
 }
 
@@ -51,7 +53,12 @@ void InProcessResponse::requireAuthentication(const std::string& realm)
 
 bool InProcessResponse::sent() const
 {
-    return _sent;
+    return _sendCount > 0;
+}
+
+int InProcessResponse::sendCount() const
+{
+    return _sendCount;
 }
 
 std::string InProcessResponse::body() const

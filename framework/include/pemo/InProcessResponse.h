@@ -8,7 +8,8 @@
 namespace pemo {
 
 /// The answer of a request served in-process: what the handler sends is
-/// kept in memory for the caller instead of written to a connection.
+/// kept in memory for the caller instead of written to a connection. Also
+/// what a handler is given when it is called directly, as in a unit test.
 class InProcessResponse : public Poco::Net::HTTPServerResponse
 {
 public:
@@ -24,11 +25,14 @@ public:
     void requireAuthentication(const std::string& realm) override;
     bool sent() const override;
 
+    /// How many times the head went out; a handler sends it exactly once.
+    int sendCount() const;
+
     /// Everything written after send(), or given to sendBuffer/sendFile.
     std::string body() const;
 
 private:
-    bool _sent;
+    int _sendCount;
     std::ostringstream _body;
 };
 

@@ -10,7 +10,7 @@
 #include <vector>
 
 using namespace pemo::system;
-using pemo::system::test::FakeResponse;
+
 using Poco::Net::HTTPResponse;
 
 namespace {
@@ -35,7 +35,7 @@ TEST(HandlerContractTest, ResultIsPrettyPrintedWithFourSpacesAsMembersOfOneObjec
 
 TEST(HandlerContractTest, SendResultSendsTheBodyOnceWithItsLength)
 {
-    FakeResponse response;
+    pemo::InProcessResponse response;
 
     HandlerContract::sendResult(response, Poco::Logger::get("test"), "unused",
                                 cereal::make_nvp("version", std::string("1.0")));
@@ -51,7 +51,7 @@ TEST(HandlerContractTest, SendResultSendsTheBodyOnceWithItsLength)
 
 TEST(HandlerContractTest, SendResultAnswersTheEndpointsPhraseWhenTheResultCannotBeWritten)
 {
-    FakeResponse response;
+    pemo::InProcessResponse response;
 
     HandlerContract::sendResult(response, Poco::Logger::get("test"), "Could not serialize mode",
                                 cereal::make_nvp("mode", Unwritable()));
@@ -65,18 +65,18 @@ TEST(HandlerContractTest, SendResultAnswersTheEndpointsPhraseWhenTheResultCannot
 
 TEST(HandlerContractTest, ErrorsAndNoContentCarryNoBody)
 {
-    FakeResponse error;
+    pemo::InProcessResponse error;
     HandlerContract::sendError(error, HTTPResponse::HTTP_BAD_REQUEST, "Malformed arguments");
     EXPECT_EQ(HTTPResponse::HTTP_BAD_REQUEST, error.getStatus());
     EXPECT_EQ("Malformed arguments", error.getReason());
     EXPECT_EQ(0, error.getContentLength());
     EXPECT_EQ("", error.body());
 
-    FakeResponse standard;
+    pemo::InProcessResponse standard;
     HandlerContract::sendError(standard, HTTPResponse::HTTP_INTERNAL_SERVER_ERROR);
     EXPECT_EQ("Internal Server Error", standard.getReason());
 
-    FakeResponse none;
+    pemo::InProcessResponse none;
     HandlerContract::sendNoContent(none);
     EXPECT_EQ(HTTPResponse::HTTP_NO_CONTENT, none.getStatus());
     EXPECT_EQ("No Content", none.getReason());

@@ -139,7 +139,7 @@ TEST_F(RunProgramTest, ModeAndVersionAnswerWhatTheirProgramsDid)
         ::unlink(dir.file("arguments").c_str());
         dir.script(c.program, "printf '%s\\n' \"$@\" >> " + dir.file("arguments") + "\n" + c.script);
         test::FakeRequest request(c.body ? c.body : "");
-        test::FakeResponse response;
+        pemo::InProcessResponse response;
         if (std::string(c.program) == "pemo-version")
             version.get(request, response, {}, nullptr);
         else if (c.body)

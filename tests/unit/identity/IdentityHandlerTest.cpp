@@ -35,7 +35,7 @@ TEST(IdentityHandlerTest, AnswersTheFourKnownMembersOfTheFileAsItIsNow)
         else
             ::remove(dir.file("identity.json").c_str());
         test::FakeRequest request;
-        test::FakeResponse response;
+        pemo::InProcessResponse response;
         handler.get(request, response, {}, nullptr);
         EXPECT_EQ(c.status, response.getStatus());
         EXPECT_EQ(c.reason, response.getReason());

@@ -120,7 +120,7 @@ TEST(SystemNotifyHandlerTest, AnswersByWhatTheNotifierDid)
     pemo::system::SystemNotifyHandler handler(notifier);
     const auto post = [&](const std::string& body) {
         pemo::system::test::FakeRequest request(body);
-        pemo::system::test::FakeResponse response;
+        pemo::InProcessResponse response;
         handler.post(request, response, {}, nullptr);
         EXPECT_EQ(1, response.sendCount());
         EXPECT_EQ(0, response.getContentLength());

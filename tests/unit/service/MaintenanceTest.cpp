@@ -154,7 +154,7 @@ TEST_F(MaintenanceTest, AFailingUploadFailsTheBackupThroughItsEndpointAndCleansU
     pemo::test::LogCapture managerLog("SystemManager.ServiceManager");
     pemo::test::LogCapture handlerLog("SystemManager.BackupHandler");
     test::FakeRequest request;
-    test::FakeResponse response;
+    pemo::InProcessResponse response;
 
     BackupHandler(services).post(request, response, {}, nullptr);
 
@@ -176,7 +176,7 @@ TEST_F(MaintenanceTest, RestoreUnpacksTheDownloadForTheServicesThroughItsEndpoin
     prepareRestoreArchive("restored data");
     const auto services = manager();
     test::FakeRequest request;
-    test::FakeResponse response;
+    pemo::InProcessResponse response;
 
     RestoreHandler(services).post(request, response, {}, nullptr);
 
@@ -222,7 +222,7 @@ TEST_F(MaintenanceTest, WipeReachesEveryAddressAndFailsWhenOneCannotBeTold)
 {
     const auto services = manager();
     test::FakeRequest request;
-    test::FakeResponse told;
+    pemo::InProcessResponse told;
     WipeHandler(services).post(request, told, {}, nullptr);
 
     EXPECT_EQ(told.getStatus(), Poco::Net::HTTPResponse::HTTP_NO_CONTENT);
@@ -232,7 +232,7 @@ TEST_F(MaintenanceTest, WipeReachesEveryAddressAndFailsWhenOneCannotBeTold)
 
     _registry.setRecords({pemo::test::recordAt("svc", _service.port()), pemo::test::recordAt("gone", 1)});
     pemo::test::LogCapture log("SystemManager.ServiceManager");
-    test::FakeResponse refused;
+    pemo::InProcessResponse refused;
     WipeHandler(services).post(request, refused, {}, nullptr);
 
     EXPECT_EQ(refused.getStatus(), Poco::Net::HTTPResponse::HTTP_INTERNAL_SERVER_ERROR);

@@ -38,7 +38,7 @@ protected:
     static Answer call(pemo::HTTPRequestHandler& handler, const std::string& method, const std::string& body = "")
     {
         test::FakeRequest request(body);
-        test::FakeResponse response;
+        pemo::InProcessResponse response;
         if (method == "GET")
             handler.get(request, response, {}, nullptr);
         else

@@ -3,6 +3,7 @@
 #include <Poco/Exception.h>
 #include <Poco/Net/HTTPServerRequest.h>
 #include <Poco/Net/HTTPServerResponse.h>
+#include <pemo/InProcessResponse.h>
 
 #include <sstream>
 #include <string>
@@ -11,7 +12,8 @@ namespace pemo {
 namespace system {
 namespace test {
 
-/// A request whose body is a fixed string; nothing else of it is used.
+/// A request whose body is a fixed string; nothing else of it is used. Its
+/// response is a pemo::InProcessResponse.
 class FakeRequest : public Poco::Net::HTTPServerRequest
 {
 public:
@@ -27,37 +29,6 @@ public:
 private:
     std::istringstream _body;
     Poco::Net::SocketAddress _address;
-};
-
-/// A response that records what a handler sent instead of writing it to a
-/// socket.
-class FakeResponse : public Poco::Net::HTTPServerResponse
-{
-public:
-    void sendContinue() override {}
-    std::ostream& send() override
-    {
-        ++_sendCount;
-        return _body;
-    }
-    void sendBuffer(const void* buffer, std::size_t length) override
-    {
-        ++_sendCount;
-        setContentLength(static_cast<std::streamsize>(length));
-        _body.write(static_cast<const char*>(buffer), static_cast<std::streamsize>(length));
-    }
-    void sendFile(const std::string&, const std::string&) override { throw Poco::NotImplementedException(); }
-    void redirect(const std::string&, HTTPStatus) override { throw Poco::NotImplementedException(); }
-    void requireAuthentication(const std::string&) override { throw Poco::NotImplementedException(); }
-    bool sent() const override { return _sendCount > 0; }
-
-    /// How many times the header went out; a handler must send exactly once.
-    int sendCount() const { return _sendCount; }
-    std::string body() const { return _body.str(); }
-
-private:
-    int _sendCount = 0;
-    std::ostringstream _body;
 };
 
 } // namespace test
