@@ -87,16 +87,32 @@ protected:
         const Overlay second{{"usr/bin/pemo-version", "#!/bin/sh\necho second\n"},
                              {"sbin/pemo-sim-test-tool", "#!/bin/sh\necho tool\n"}};
         registryPort = freePort();
-        device = std::make_unique<SimDevice>(
-            SimOptions{{first, second}, {}, {"--registry-port", std::to_string(registryPort)}});
+        SimOptions options{{first, second}, {}, {"--registry-port", std::to_string(registryPort)}};
+        options.keepFiles = true; // the logs are read after the stop
+        device = std::make_unique<SimDevice>(options);
         device->start();
     }
+    // Stopping the device is itself under test: both daemons stop cleanly and
+    // every process of the device ends with it.
     static void TearDownTestSuite()
     {
-        if (device && device->running())
-        {
-            EXPECT_EQ(device->stop(), 0);
-        }
+        if (!device || !device->running())
+            return;
+        const std::string pidNamespace = nsOf(trimmed(device->readStateFile("device.pid")), "pid");
+        ASSERT_FALSE(pidNamespace.empty());
+        ASSERT_FALSE(processesIn(pidNamespace).empty());
+
+        EXPECT_EQ(device->stop(), 0);
+        EXPECT_TRUE(processesIn(pidNamespace).empty());
+        EXPECT_FALSE(portAnswers(device->port())) << "the bridge still answers";
+        EXPECT_FALSE(exists(device->statePath("ready")));
+        const std::string log = device->readStateFile("log/sim.log");
+        EXPECT_NE(log.find("system-manager exited with status 0"), std::string::npos) << log;
+        EXPECT_NE(log.find("service-registry exited with status 0"), std::string::npos) << log;
+        EXPECT_EQ(log.find("left behind"), std::string::npos) << log;
+        EXPECT_EQ(log.find("killing"), std::string::npos) << log;
+        if (!::testing::UnitTest::GetInstance()->Failed())
+            device->removeFiles();
         device.reset();
     }
     void SetUp() override { ASSERT_TRUE(device && device->running()); }
@@ -185,31 +201,6 @@ TEST_F(SimulatorTest, TheSystemManagerRegistersWithTheDevicesRegistry)
     EXPECT_EQ(record->getValue<unsigned>("port"), 8080u);
     EXPECT_EQ(record->getValue<std::string>("path"), "/");
     EXPECT_EQ(record->getValue<unsigned>("ttl"), 30u);
-}
-
-TEST(SimulatorLifecycleTest, StoppingStopsTheDaemonsCleanlyAndEndsEveryProcess)
-{
-    SimOptions options;
-    options.keepFiles = true; // the logs are read after the stop
-    SimDevice device(options);
-    device.start();
-    const std::string devicePid = trimmed(device.readStateFile("device.pid"));
-    const std::string pidNamespace = nsOf(devicePid, "pid");
-    ASSERT_FALSE(pidNamespace.empty());
-    ASSERT_FALSE(processesIn(pidNamespace).empty());
-
-    EXPECT_EQ(device.stop(), 0);
-    EXPECT_TRUE(processesIn(pidNamespace).empty());
-    EXPECT_FALSE(portAnswers(device.port())) << "the bridge still answers";
-    EXPECT_FALSE(exists(device.statePath("ready")));
-
-    const std::string log = device.readStateFile("log/sim.log");
-    EXPECT_NE(log.find("system-manager exited with status 0"), std::string::npos) << log;
-    EXPECT_NE(log.find("service-registry exited with status 0"), std::string::npos) << log;
-    EXPECT_EQ(log.find("left behind"), std::string::npos) << log;
-    EXPECT_EQ(log.find("killing"), std::string::npos) << log;
-    if (!::testing::Test::HasFailure())
-        device.removeFiles();
 }
 
 TEST(SimulatorLifecycleTest, ADaemonThatDiesEndsTheSimulatorWithAFailure)

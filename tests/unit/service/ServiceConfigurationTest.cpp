@@ -85,16 +85,10 @@ TEST(ServiceConfigurationTest, FortyServicesWithoutOrderAreAllKept)
     EXPECT_EQ(names, configured);
 }
 
-TEST(ServiceConfigurationTest, NoServicesConfiguredGivesAnEmptyList)
+TEST(ServiceConfigurationTest, RequiredKeysAndMalformedNumbersFailConstructionButNoServicesIsFine)
 {
     pemo::ServiceRegistryClient registry;
-    ServiceManager manager(jsonConfig("{}"), registry);
-    EXPECT_TRUE(manager.getServices().empty());
-}
-
-TEST(ServiceConfigurationTest, RequiredKeysAndMalformedNumbersFailConstruction)
-{
-    pemo::ServiceRegistryClient registry;
+    EXPECT_TRUE(ServiceManager(jsonConfig("{}"), registry).getServices().empty());
     EXPECT_THROW(ServiceManager(jsonConfig(R"({"services": [{"executable": "/bin/true"}]})"), registry),
                  Poco::NotFoundException);
     EXPECT_THROW(ServiceManager(jsonConfig(R"({"services": [{"name": "x"}]})"), registry), Poco::NotFoundException);
@@ -118,15 +112,13 @@ TEST(ServiceConfigurationTest, ModeReadsArgumentsUpToTheGapEnvironmentAndDirecto
     EXPECT_TRUE(mode.enabled);
 }
 
-TEST(ServiceConfigurationTest, AModeThatDoesNotSayEnabledIsDisabled)
+// A mode that does not say "enabled" is disabled; without an entry for the
+// device's mode or "default" there is nothing to launch.
+TEST(ServiceConfigurationTest, UnsaidEnabledIsFalseAndAMissingModeIsInvalid)
 {
-    const ServiceImpl service = serviceFrom(R"({"name": "svc", "executable": "/bin/true",
-        "modes": {"default": {"arguments": ["x"]}}})");
-    EXPECT_FALSE(service.getMode().enabled);
-}
+    EXPECT_FALSE(serviceFrom(R"({"name": "svc", "executable": "/bin/true",
+        "modes": {"default": {"arguments": ["x"]}}})").getMode().enabled);
 
-TEST(ServiceConfigurationTest, WithoutTheDeviceModeOrDefaultTheLaunchConfigurationIsInvalid)
-{
     const ServiceImpl service = serviceFrom(R"({"name": "svc", "executable": "/bin/true",
         "modes": {"factory": {"enabled": true}}})");
     try
