@@ -1,7 +1,9 @@
 #include "identity/CredentialsHandler.h"
 
 #include "common/HandlerContract.h"
+#include "identity/CredentialsManager.h"
 
+#include <exception>
 #include <utility>
 
 namespace pemo {
@@ -22,10 +24,25 @@ void CredentialsHandler::get(Request&, Response& response, const Captures&, Sess
         HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR, "No CredentialsManager Running");
         return;
     }
-    // PENDING(CredentialsManager): the manager call and its answer arrive with the CredentialsManager.
+    pemo::Credentials credentials;
+    try
+    {
+        credentials = _credentialsManager->getCredentials();
+    }
+    catch (const std::exception& e)
+    {
+        logger().warning(std::string("CredentialsHandler::get failed: ") + e.what() + "; answering 500");
+        HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR,
+                                   std::string("Error getting credentials: ") + e.what());
+        return;
+    }
+    HandlerContract::sendResult(response, logger(), "Could not serialize credentials",
+                                cereal::make_nvp("accessKeyId", credentials.accessKeyId),
+                                cereal::make_nvp("secretAccessKey", credentials.secretAccessKey),
+                                cereal::make_nvp("region", credentials.region));
 }
 
-void CredentialsHandler::post(Request&, Response& response, const Captures&, SessionPtr)
+void CredentialsHandler::post(Request& request, Response& response, const Captures&, SessionPtr)
 {
     logger().trace("CredentialsHandler::post");
     if (!_credentialsManager)
@@ -33,7 +50,23 @@ void CredentialsHandler::post(Request&, Response& response, const Captures&, Ses
         HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR, "No CredentialsManager Running");
         return;
     }
-    // PENDING(CredentialsManager): the manager call and its answer arrive with the CredentialsManager.
+    pemo::Credentials credentials;
+    if (!readArguments(request.stream(), response, "CredentialsHandler::post",
+                       cereal::make_nvp("accessKeyId", credentials.accessKeyId),
+                       cereal::make_nvp("secretAccessKey", credentials.secretAccessKey),
+                       cereal::make_nvp("region", credentials.region)))
+        return;
+    try
+    {
+        _credentialsManager->setCredentials(credentials);
+    }
+    catch (const std::exception& e)
+    {
+        logger().error(std::string("CredentialsHandler::post failed: ") + e.what() + "; answering 500");
+        HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR, e.what());
+        return;
+    }
+    HandlerContract::sendNoContent(response);
 }
 
 } // namespace system

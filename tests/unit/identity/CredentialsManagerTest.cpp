@@ -1,0 +1,113 @@
+#include "FakeHTTP.h"
+#include "ScratchDir.h"
+
+#include "identity/CredentialsException.h"
+#include "identity/CredentialsHandler.h"
+#include "identity/CredentialsManager.h"
+
+#include <pemo/InProcessResponse.h>
+#include <pemo/ServiceRegistryClient.h>
+#include <pemo/SystemNotificationClient.h>
+
+#include <Poco/File.h>
+#include <Poco/Net/SocketReactor.h>
+#include <Poco/Util/MapConfiguration.h>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <memory>
+#include <sys/wait.h>
+#include <unistd.h>
+
+using namespace pemo::system;
+
+namespace {
+
+class CredentialsManagerTest : public ::testing::Test
+{
+protected:
+    CredentialsManagerTest() : snc(registry, reactor)
+    {
+        config->setString("path", dir.file("credentials.json"));
+        manager = std::make_shared<CredentialsManager>(config, snc);
+    }
+
+    pemo::InProcessResponse request(const std::string& method, const std::string& body = "")
+    {
+        CredentialsHandler handler(manager);
+        test::FakeRequest request(body);
+        pemo::InProcessResponse response;
+        if (method == "GET")
+            handler.get(request, response, {}, nullptr);
+        else
+            handler.post(request, response, {}, nullptr);
+        return response;
+    }
+
+    test::ScratchDir dir;
+    pemo::ServiceRegistryClient registry;
+    Poco::Net::SocketReactor reactor;
+    pemo::SystemNotificationClient snc;
+    Poco::AutoPtr<Poco::Util::MapConfiguration> config{new Poco::Util::MapConfiguration};
+    std::shared_ptr<CredentialsManager> manager;
+};
+
+} // namespace
+
+TEST_F(CredentialsManagerTest, StoresWhatIsPostedAndRefusesIncompleteOrUnreadableCredentials)
+{
+    auto none = request("GET");
+    EXPECT_EQ(500, none.getStatus());
+    EXPECT_EQ("Error getting credentials: No credentials", none.getReason());
+
+    EXPECT_EQ(204, request("POST", R"({"accessKeyId":"k","secretAccessKey":"s","region":"eu"})").getStatus());
+    const std::string stored = dir.read("credentials.json");
+    auto incomplete = request("POST", R"({"accessKeyId":"k2","secretAccessKey":"s2"})");
+    EXPECT_EQ(400, incomplete.getStatus());
+    EXPECT_EQ("Malformed arguments", incomplete.getReason());
+    EXPECT_EQ(stored, dir.read("credentials.json"));
+
+    auto got = request("GET");
+    EXPECT_EQ(200, got.getStatus());
+    EXPECT_EQ("{\n    \"accessKeyId\": \"k\",\n    \"secretAccessKey\": \"s\",\n    \"region\": \"eu\"\n}", got.body());
+
+    dir.write("credentials.json", R"({"accessKeyId":"k","secretAccessKey":"s","region":7})");
+    EXPECT_EQ(0u, request("GET").getReason().find("Error getting credentials: Could not parse credentials: "));
+}
+
+TEST_F(CredentialsManagerTest, AFailedSaveKeepsTheOldFileAndIsReported)
+{
+    manager->setCredentials({"k", "s", "eu"});
+    // Where the new file would be written stands a directory.
+    Poco::File(dir.file("credentials.json.new")).createDirectories();
+    EXPECT_THROW(manager->setCredentials({"k2", "s2", "us"}), CredentialsException);
+    EXPECT_EQ("eu", manager->getCredentials().region);
+}
+
+// A writer killed at any moment leaves the old credentials or the new ones,
+// whole: never an empty, truncated or mixed file.
+TEST_F(CredentialsManagerTest, AWriterKilledMidWayLeavesTheOldOrTheNewFileWhole)
+{
+    // Large enough that a write takes a while, so kills land inside it.
+    const pemo::Credentials first{"first", std::string(256 * 1024, 'a'), "eu"};
+    const pemo::Credentials second{"second", std::string(300 * 1024, 'b'), "us"};
+    manager->setCredentials(first);
+    for (int round = 0; round < 40; ++round)
+    {
+        const pid_t child = ::fork();
+        ASSERT_GE(child, 0);
+        if (child == 0)
+        {
+            for (int i = 0;; ++i)
+                manager->setCredentials(i % 2 ? first : second);
+        }
+        ::usleep(static_cast<useconds_t>(200 + round * 97));
+        ::kill(child, SIGKILL);
+        ::waitpid(child, nullptr, 0);
+
+        pemo::Credentials found;
+        ASSERT_NO_THROW(found = manager->getCredentials()) << "round " << round;
+        EXPECT_TRUE(found == first || found == second) << "round " << round;
+    }
+}
