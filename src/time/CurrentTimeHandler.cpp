@@ -1,7 +1,10 @@
 #include "time/CurrentTimeHandler.h"
 
 #include "common/HandlerContract.h"
+#include "time/TimeManager.h"
 
+#include <cstdint>
+#include <exception>
 #include <utility>
 
 namespace pemo {
@@ -22,7 +25,19 @@ void CurrentTimeHandler::get(Request&, Response& response, const Captures&, Sess
         HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR, "No TimeManager running");
         return;
     }
-    // PENDING(TimeManager): the manager call and its answer arrive with the TimeManager.
+    std::int64_t time = 0;
+    try
+    {
+        time = _timeManager->getCurrentTime();
+    }
+    catch (const std::exception& e)
+    {
+        logger().error(std::string("CurrentTimeHandler::get failed: ") + e.what() + "; answering 500");
+        HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR,
+                                   std::string("Failed to get current time: ") + e.what());
+        return;
+    }
+    HandlerContract::sendResult(response, logger(), "Failed to serialize current time", cereal::make_nvp("time", time));
 }
 
 } // namespace system

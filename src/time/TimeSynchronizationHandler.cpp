@@ -1,7 +1,9 @@
 #include "time/TimeSynchronizationHandler.h"
 
 #include "common/HandlerContract.h"
+#include "time/TimeManager.h"
 
+#include <exception>
 #include <utility>
 
 namespace pemo {
@@ -22,7 +24,18 @@ void TimeSynchronizationHandler::post(Request&, Response& response, const Captur
         HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR, "No TimeManager running");
         return;
     }
-    // PENDING(TimeManager): the manager call and its answer arrive with the TimeManager.
+    try
+    {
+        _timeManager->synchronize();
+    }
+    catch (const std::exception& e)
+    {
+        logger().error(std::string("TimeSynchronizationHandler::post failed: ") + e.what() + "; answering 500");
+        HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR,
+                                   std::string("Failed to synchronize time: ") + e.what());
+        return;
+    }
+    HandlerContract::sendNoContent(response);
 }
 
 } // namespace system

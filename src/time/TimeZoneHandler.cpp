@@ -1,7 +1,10 @@
 #include "time/TimeZoneHandler.h"
 
 #include "common/HandlerContract.h"
+#include "time/TimeManager.h"
 
+#include <exception>
+#include <string>
 #include <utility>
 
 namespace pemo {
@@ -22,10 +25,22 @@ void TimeZoneHandler::get(Request&, Response& response, const Captures&, Session
         HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR, "No TimeManager running");
         return;
     }
-    // PENDING(TimeManager): the manager call and its answer arrive with the TimeManager.
+    std::string timezone;
+    try
+    {
+        timezone = _timeManager->getTimezone();
+    }
+    catch (const std::exception& e)
+    {
+        logger().error(std::string("TimeZoneHandler::get failed: ") + e.what() + "; answering 500");
+        HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR,
+                                   std::string("Failed to get current timezone: ") + e.what());
+        return;
+    }
+    HandlerContract::sendResult(response, logger(), "Failed to serialize timezone", CEREAL_NVP(timezone));
 }
 
-void TimeZoneHandler::post(Request&, Response& response, const Captures&, SessionPtr)
+void TimeZoneHandler::post(Request& request, Response& response, const Captures&, SessionPtr)
 {
     logger().trace("TimeZoneHandler::post");
     if (!_timeManager)
@@ -33,7 +48,21 @@ void TimeZoneHandler::post(Request&, Response& response, const Captures&, Sessio
         HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR, "No TimeManager running");
         return;
     }
-    // PENDING(TimeManager): the manager call and its answer arrive with the TimeManager.
+    std::string timezone;
+    if (!readArguments(request.stream(), response, "TimeZoneHandler::post", CEREAL_NVP(timezone)))
+        return;
+    try
+    {
+        _timeManager->setTimezone(timezone);
+    }
+    catch (const std::exception& e)
+    {
+        logger().error(std::string("TimeZoneHandler::post failed: ") + e.what() + "; answering 500");
+        HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR,
+                                   std::string("Failed to set timezone: ") + e.what());
+        return;
+    }
+    HandlerContract::sendNoContent(response);
 }
 
 } // namespace system

@@ -1,0 +1,134 @@
+#include "ScratchDir.h"
+
+#include "time/TimeManager.h"
+#include "time/TimeManagerException.h"
+
+#include <Poco/File.h>
+#include <Poco/Util/MapConfiguration.h>
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <unistd.h>
+
+using pemo::system::TimeManager;
+using pemo::system::TimeManagerException;
+using pemo::system::test::ScratchDir;
+
+namespace {
+
+class TimeManagerTest : public ::testing::Test
+{
+protected:
+    TimeManagerTest()
+    {
+        // Each program records its name and arguments, then exits with the
+        // status in its file named after it and its first argument.
+        for (const std::string name : {"ntpd", "ntpdate", "hwclock"})
+            dir.script(name, "echo \"" + name + " $*\" >> " + dir.file("calls") + "\nexit $(cat " +
+                                 dir.file(name) + "-\"$1\" 2>/dev/null || echo 0)");
+        Poco::File(dir.file("zoneinfo/Europe")).createDirectories();
+        dir.write("zoneinfo/Europe/Paris", "TZif");
+        config->setString("timezone_path", dir.file("timezone"));
+        config->setString("localtime_path", dir.file("localtime"));
+        config->setString("zoneinfo_path", dir.file("zoneinfo"));
+        config->setString("ntpd_init", dir.file("ntpd"));
+        config->setString("ntpdate.command", dir.file("ntpdate"));
+        config->setString("ntpdate.arguments[0]", "-b");
+        config->setString("ntpdate.arguments[2]", "never-read");
+        config->setString("hwclock.command", dir.file("hwclock"));
+        config->setString("hwclock.arguments[0]", "--systohc");
+    }
+
+    std::string link() const
+    {
+        char target[PATH_MAX];
+        const ssize_t size = ::readlink(dir.file("localtime").c_str(), target, sizeof target);
+        return size < 0 ? std::string() : std::string(target, static_cast<std::size_t>(size));
+    }
+
+    ScratchDir dir;
+    Poco::AutoPtr<Poco::Util::MapConfiguration> config{new Poco::Util::MapConfiguration};
+};
+
+} // namespace
+
+TEST_F(TimeManagerTest, SynchronisationRunsEachProgramInTurnAndStopsAtTheFirstFailure)
+{
+    const std::string all = "ntpd stop\nntpdate -b\nhwclock --systohc\nntpd start\n";
+    struct Case
+    {
+        std::string failing; // the status file that makes one program fail
+        std::string error;
+        std::string calls;
+    };
+    for (const Case& c : std::vector<Case>{
+             {"", "", all},
+             {"ntpd-stop", "Failed to stop NTP daemon", "ntpd stop\n"},
+             // The daemon stays stopped: "start" never runs.
+             {"ntpdate--b", "Failed to get NTP date", "ntpd stop\nntpdate -b\n"},
+             {"hwclock---systohc", "Failed to set hardware clock", "ntpd stop\nntpdate -b\nhwclock --systohc\n"},
+             {"ntpd-start", "Failed to start NTP daemon", all}})
+    {
+        Poco::File(dir.file("calls")).createFile();
+        Poco::File(dir.file("calls")).setSize(0);
+        if (!c.failing.empty())
+            dir.write(c.failing, "3");
+        TimeManager manager(config);
+        try
+        {
+            manager.synchronize();
+            EXPECT_EQ(c.error, "") << c.failing;
+        }
+        catch (const TimeManagerException& e)
+        {
+            EXPECT_EQ(c.error, e.what()) << c.failing;
+        }
+        EXPECT_EQ(c.calls, dir.read("calls")) << c.failing;
+        if (!c.failing.empty())
+            Poco::File(dir.file(c.failing)).remove();
+    }
+}
+
+TEST_F(TimeManagerTest, WithoutAnNtpdateCommandSynchronisationFailsAfterStoppingTheDaemon)
+{
+    config->remove("ntpdate");
+    TimeManager manager(config);
+    EXPECT_THROW(manager.synchronize(), TimeManagerException);
+    EXPECT_EQ("ntpd stop\n", dir.read("calls"));
+}
+
+TEST_F(TimeManagerTest, ZoneIsALinkIntoTheZoneTreeAndANamedFileAndUnknownZonesChangeNothing)
+{
+    TimeManager manager(config);
+    EXPECT_EQ("Etc/UTC", manager.getTimezone());
+
+    manager.setTimezone("Europe/Paris");
+    EXPECT_EQ(dir.file("zoneinfo/Europe/Paris"), link());
+    EXPECT_EQ("Europe/Paris", dir.read("timezone"));
+    EXPECT_EQ("Europe/Paris", manager.getTimezone());
+
+    for (const std::string zone : {"Mars/Olympus", "Europe", "../zoneinfo/Europe/Paris", ""})
+    {
+        try
+        {
+            manager.setTimezone(zone);
+            ADD_FAILURE() << zone << " was accepted";
+        }
+        catch (const TimeManagerException& e)
+        {
+            EXPECT_EQ("Unknown Time Zone: " + zone, e.what());
+        }
+        EXPECT_EQ(dir.file("zoneinfo/Europe/Paris"), link()) << zone;
+        EXPECT_EQ("Europe/Paris", manager.getTimezone()) << zone;
+    }
+}
+
+// A link left dangling (its zone tree replaced by an update) must still be
+// replaced, not refused as an existing file that cannot be removed.
+TEST_F(TimeManagerTest, ADanglingLocaltimeLinkIsReplaced)
+{
+    ASSERT_EQ(0, ::symlink(dir.file("zoneinfo/Gone/Zone").c_str(), dir.file("localtime").c_str()));
+    TimeManager(config).setTimezone("Europe/Paris");
+    EXPECT_EQ(dir.file("zoneinfo/Europe/Paris"), link());
+}
