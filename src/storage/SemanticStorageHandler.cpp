@@ -1,6 +1,10 @@
 #include "storage/SemanticStorageHandler.h"
 
 #include "common/HandlerContract.h"
+#include "storage/StorageManager.h"
+
+#include <exception>
+#include <vector>
 
 #include <utility>
 
@@ -22,7 +26,18 @@ void SemanticStorageHandler::get(Request&, Response& response, const Captures&, 
         HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR, "No StorageManager running");
         return;
     }
-    // PENDING(StorageManager): the manager call and its answer arrive with the StorageManager.
+    std::vector<StorageManager::SemanticUsage> usage;
+    try
+    {
+        usage = _storageManager->getSemanticStorage();
+    }
+    catch (const std::exception& e)
+    {
+        logger().error(std::string("SemanticStorageHandler::get failed: ") + e.what() + "; answering 500");
+        HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR, e.what());
+        return;
+    }
+    HandlerContract::sendResult(response, logger(), "Unable to serialize usage", CEREAL_NVP(usage));
 }
 
 } // namespace system

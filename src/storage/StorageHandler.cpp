@@ -1,6 +1,10 @@
 #include "storage/StorageHandler.h"
 
 #include "common/HandlerContract.h"
+#include "storage/StorageManager.h"
+
+#include <exception>
+#include <vector>
 
 #include <utility>
 
@@ -22,7 +26,18 @@ void StorageHandler::get(Request&, Response& response, const Captures&, SessionP
         HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR, "No StorageManager running");
         return;
     }
-    // PENDING(StorageManager): the manager call and its answer arrive with the StorageManager.
+    std::vector<StorageManager::Mount> mounts;
+    try
+    {
+        mounts = _storageManager->getMounts();
+    }
+    catch (const std::exception& e)
+    {
+        logger().error(std::string("StorageHandler::get failed: ") + e.what() + "; answering 500");
+        HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR, e.what());
+        return;
+    }
+    HandlerContract::sendResult(response, logger(), "Unable to serialize mounts", CEREAL_NVP(mounts));
 }
 
 } // namespace system
