@@ -2,6 +2,7 @@
 
 #include "service/BackupHandler.h"
 #include "identity/CredentialsHandler.h"
+#include "identity/CredentialsManager.h"
 #include "time/CurrentTimeHandler.h"
 #include "policy/FirewallHandler.h"
 #include "app/HealthReport.h"
@@ -32,9 +33,11 @@
 #include "skill/SkillRefreshHandler.h"
 #include "skill/SkillTerminateHandler.h"
 #include "storage/StorageHandler.h"
+#include "storage/StorageManager.h"
 #include "notification/SystemNotifier.h"
 #include "notification/SystemNotifyHandler.h"
 #include "time/TimeSynchronizationHandler.h"
+#include "time/TimeManager.h"
 #include "time/TimeZoneHandler.h"
 #include "update/UpdateHandler.h"
 #include "update/VersionHandler.h"
@@ -168,15 +171,15 @@ void SystemManager::createManagers(Poco::Util::AbstractConfiguration& config)
     const auto skillConfig = config.createView("SystemManager.skill");
     _skillManager = std::make_shared<SkillManager>(skillConfig, _sessionManager, registryClient(), _snc);
     const auto storageConfig = config.createView("SystemManager.storage");
-    // PENDING(StorageManager): _storageManager from storageConfig.
+    _storageManager = std::make_shared<StorageManager>(storageConfig);
     const auto powerConfig = config.createView("SystemManager.powerManager");
     _powerManager = std::make_shared<PowerManager>(powerConfig, _snc);
     const auto buttonConfig = config.createView("SystemManager.powerButton");
     _powerButton = std::make_shared<PowerButton>(buttonConfig, _snc, _powerManager);
     const auto credentialsConfig = config.createView("SystemManager.credentials");
-    // PENDING(CredentialsManager): _credentialsManager from credentialsConfig and _snc.
+    _credentialsManager = std::make_shared<CredentialsManager>(credentialsConfig, _snc);
     const auto timeConfig = config.createView("SystemManager.time");
-    // PENDING(TimeManager): _timeManager from timeConfig.
+    _timeManager = std::make_shared<TimeManager>(timeConfig);
     _systemNotifier = std::make_shared<SystemNotifier>(_systemNotifyPort);
     const auto updateConfig = config.createView("SystemManager.update");
     // PENDING(UpdateManager): _updateManager from updateConfig, the logger name
@@ -327,7 +330,9 @@ void SystemManager::onStart()
     _serviceManager->start();
     _systemNotifier->start();
     _skillManager->start();
+    _storageManager->start();
     _powerManager->start();
+    _credentialsManager->start();
 }
 
 void SystemManager::onStop()
@@ -343,7 +348,9 @@ void SystemManager::onStop()
     _skillManager->stop();
     _serviceManager->stop();
     _systemNotifier->stop();
+    _storageManager->stop();
     _powerManager->stop();
+    _credentialsManager->stop();
 
     _reg.deleteService(_record);
 }
@@ -398,22 +405,36 @@ void SystemManager::addHealthError(HealthReport& report, const std::string& erro
     report.errors.push_back(error);
 }
 
+void SystemManager::addTimezone(HealthReport& report)
+{
+    try
+    {
+        report.timezone = _timeManager->getTimezone();
+    }
+    catch (const std::exception& e)
+    {
+        addHealthError(report, std::string("Failed to get timezone: ") + e.what());
+    }
+}
+
 std::string SystemManager::onHealth()
 {
     logger().trace("SystemManager::onHealth");
     HealthReport report;
 
-    // PENDING(TimeManager): when present, take getTimezone(); a throw adds
-    // "Failed to get timezone: " and its message.
     if (!_timeManager)
         addHealthError(report, "No time manager running");
+    else
+        addTimezone(report);
     if (!_skillManager)
         addHealthError(report, "No skill manager running");
     else
         _skillManager->list(report.skills);
-    // PENDING(StorageManager): when present, take getSemanticStorage().
     if (!_storageManager)
         addHealthError(report, "No storage manager running");
+    else
+        for (const StorageManager::SemanticUsage& area : _storageManager->getSemanticStorage())
+            report.usage.push_back({area.type, area.size});
     if (!_serviceManager)
     {
         addHealthError(report, "No service manager running");

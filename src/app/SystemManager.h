@@ -135,6 +135,7 @@ private:
     void createHandlers();
     void registerHandlers();
     void addHealthError(HealthReport& report, const std::string& error);
+    void addTimezone(HealthReport& report);
 
     pemo::ServiceRecord _record;
     pemo::ServiceRegistrationTask _reg;
