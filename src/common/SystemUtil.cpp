@@ -80,18 +80,18 @@ std::string readToEnd(Poco::Pipe& pipe, const std::string& program)
 }
 
 Poco::ProcessHandle launch(const std::string& path, const std::vector<std::string>& args, ProgramOutput output,
-                           Poco::Pipe& pipe)
+                           Poco::Pipe& pipe, const Poco::Process::Env& env)
 {
     switch (output)
     {
     case ProgramOutput::STDOUT:
-        return Poco::Process::launch(path, args, nullptr, &pipe, nullptr);
+        return Poco::Process::launch(path, args, nullptr, &pipe, nullptr, env);
     case ProgramOutput::STDOUT_STDERR:
-        return Poco::Process::launch(path, args, nullptr, &pipe, &pipe);
+        return Poco::Process::launch(path, args, nullptr, &pipe, &pipe, env);
     case ProgramOutput::INHERIT:
         break;
     }
-    return Poco::Process::launch(path, args, nullptr, nullptr, nullptr);
+    return Poco::Process::launch(path, args, nullptr, nullptr, nullptr, env);
 }
 
 std::string trimmedOutput(const std::string& program)
@@ -104,7 +104,8 @@ std::string trimmedOutput(const std::string& program)
 
 } // namespace
 
-ProgramResult runProgram(const std::string& program, const std::vector<std::string>& args, ProgramOutput output)
+ProgramResult runProgram(const std::string& program, const std::vector<std::string>& args, ProgramOutput output,
+                         const std::map<std::string, std::string>& environment)
 {
     ProgramResult result;
     std::string path;
@@ -118,7 +119,7 @@ ProgramResult runProgram(const std::string& program, const std::vector<std::stri
     std::unique_ptr<Poco::ProcessHandle> handle;
     try
     {
-        handle = std::make_unique<Poco::ProcessHandle>(launch(path, args, output, pipe));
+        handle = std::make_unique<Poco::ProcessHandle>(launch(path, args, output, pipe, environment));
     }
     catch (const Poco::Exception& e)
     {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -45,8 +46,12 @@ const std::size_t MAX_PROGRAM_OUTPUT = 4 * 1024 * 1024;
 /// Every external program the system runs goes through here. Never throws:
 /// a program that cannot be started is logged at error level on
 /// "SystemManager.SystemUtil" and reported with started == false.
+///
+/// environment holds variables set for the program on top of the daemon's
+/// own environment.
 ProgramResult runProgram(const std::string& program, const std::vector<std::string>& args,
-                         ProgramOutput output = ProgramOutput::STDOUT);
+                         ProgramOutput output = ProgramOutput::STDOUT,
+                         const std::map<std::string, std::string>& environment = {});
 
 /// The device's operating mode as printed by "pemo-getmode", trailing white
 /// space removed; empty when the program cannot be started or fails.

@@ -3,6 +3,8 @@
 #include "common/SystemHandler.h"
 
 #include <memory>
+#include <string>
+#include <vector>
 
 namespace pemo {
 namespace system {
@@ -22,6 +24,11 @@ public:
     void post(Request& request, Response& response, const Captures& captures, SessionPtr session) override;
 
 private:
+    /// False, having answered 500, when there is no update manager.
+    bool running(Response& response);
+    /// Reads {"ids": [...]}; false, having answered 400, when the body has no string array "ids".
+    bool readIds(Request& request, Response& response, std::vector<std::string>& ids);
+
     std::shared_ptr<UpdateManager> _updateManager;
 };
 
