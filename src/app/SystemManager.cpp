@@ -40,6 +40,7 @@
 #include "time/TimeManager.h"
 #include "time/TimeZoneHandler.h"
 #include "update/UpdateHandler.h"
+#include "update/UpdateManager.h"
 #include "update/VersionHandler.h"
 #include "network/WifiInterfaceHandler.h"
 #include "network/WifiWPAHandler.h"
@@ -182,8 +183,8 @@ void SystemManager::createManagers(Poco::Util::AbstractConfiguration& config)
     _timeManager = std::make_shared<TimeManager>(timeConfig);
     _systemNotifier = std::make_shared<SystemNotifier>(_systemNotifyPort);
     const auto updateConfig = config.createView("SystemManager.update");
-    // PENDING(UpdateManager): _updateManager from updateConfig, the logger name
-    // "SystemManager.UpdateManager", _skillManager, _storageManager and _systemNotifier.
+    _updateManager = std::make_shared<UpdateManager>("SystemManager.UpdateManager", updateConfig, _skillManager,
+                                                     _storageManager, _systemNotifier);
 
     // The one handler that takes configuration, hence made among the managers.
     _fwHandler = new FirewallHandler("SystemManager.FirewallHandler", config.createView("SystemManager.firewall"));
@@ -323,13 +324,12 @@ void SystemManager::onStart()
     _refreshServiceConnectionsTimer.start(
         Poco::TimerCallback<SystemManager>(*this, &SystemManager::onRefreshServiceConnectionsTimer));
 
-    // PENDING: start the managers here, in this order, as they are written:
-    // Wi-Fi, service, system notifier, skill, update, storage, power,
-    // credentials. The time manager has nothing to start and the power
-    // button starts its own input device.
+    // PENDING(WifiManager): Wi-Fi starts first. The time manager has nothing
+    // to start and the power button starts its own input device.
     _serviceManager->start();
     _systemNotifier->start();
     _skillManager->start();
+    _updateManager->start();
     _storageManager->start();
     _powerManager->start();
     _credentialsManager->start();
@@ -342,9 +342,9 @@ void SystemManager::onStop()
 
     _refreshServiceConnectionsTimer.stop();
 
-    // PENDING: stop the managers here, in this order, which is deliberately
-    // not the reverse of the start order: update, skill, Wi-Fi, service,
-    // system notifier, storage, power, credentials.
+    // Deliberately not the reverse of the start order.
+    // PENDING(WifiManager): Wi-Fi stops between the skill and service managers.
+    _updateManager->stop();
     _skillManager->stop();
     _serviceManager->stop();
     _systemNotifier->stop();
