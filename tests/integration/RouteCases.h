@@ -25,8 +25,8 @@ struct RouteCase
     std::string path;     // without a trailing slash
     bool optionalSlash;   // the expression ends in "/?$"
     std::string body;
-    // The reason the handler gives while its manager is not running; empty
-    // for handlers without a manager.
+    // The reason the handler gives while its manager is not written yet;
+    // empty for handlers whose manager runs on the device.
     std::string missingManager;
     // What the handler answers once its manager runs.
     std::vector<Answer> answers;
@@ -75,54 +75,47 @@ inline const std::vector<RouteCase>& routeCases()
 {
     static const std::string notJson = "{";
     static const std::string malformed = "Malformed arguments";
-    static const std::string serviceManager = "No service manager running";
-    static const std::string sessionManager = "SessionManager not running";
-    static const std::string skillManager = "No SkillManager running";
     static const std::string wifi = "Wireless device not available";
-    static const std::string timeManager = "No TimeManager running";
-    static const std::string powerManager = "No PowerManager running";
-    static const std::string storageManager = "No StorageManager running";
-    static const std::string updateManager = "No UpdateManager running";
     static const std::vector<RouteCase> cases = {
-        {"GET", "/service/list", true, "", serviceManager, {{200, "OK"}}},
-        {"POST", "/service/start", true, notJson, serviceManager, {{400, malformed}}},
-        {"POST", "/service/stop", true, notJson, serviceManager, {{400, malformed}}},
-        {"POST", "/service/restart", true, notJson, serviceManager, {{400, malformed}}},
-        {"GET", "/session/request", true, "", sessionManager, {{200, "OK"}}},
-        {"POST", "/session/delete", true, notJson, sessionManager, {{400, malformed}}},
-        {"GET", "/session/current", true, "", sessionManager, {{200, "OK"}, {400, "No current session"}}},
-        {"POST", "/session/current", true, notJson, sessionManager, {{400, malformed}}},
-        {"GET", "/session/list", true, "", sessionManager, {{200, "OK"}}},
-        {"POST", "/skill/refresh", true, "", skillManager, {{204, ""}}},
-        {"GET", "/skill/list", true, "", skillManager, {{200, "OK"}}},
-        {"POST", "/skill/launch", true, notJson, skillManager, {{400, malformed}}},
-        {"POST", "/skill/terminate", true, notJson, skillManager, {{400, malformed}}},
+        {"GET", "/service/list", true, "", "", {{200, "OK"}}},
+        {"POST", "/service/start", true, notJson, "", {{400, malformed}}},
+        {"POST", "/service/stop", true, notJson, "", {{400, malformed}}},
+        {"POST", "/service/restart", true, notJson, "", {{400, malformed}}},
+        {"GET", "/session/request", true, "", "", {{200, "OK"}}},
+        {"POST", "/session/delete", true, notJson, "", {{400, malformed}}},
+        {"GET", "/session/current", true, "", "", {{200, "OK"}, {400, "No current session"}}},
+        {"POST", "/session/current", true, notJson, "", {{400, malformed}}},
+        {"GET", "/session/list", true, "", "", {{200, "OK"}}},
+        {"POST", "/skill/refresh", true, "", "", {{204, ""}}},
+        {"GET", "/skill/list", true, "", "", {{200, "OK"}}},
+        {"POST", "/skill/launch", true, notJson, "", {{400, malformed}}},
+        {"POST", "/skill/terminate", true, notJson, "", {{400, malformed}}},
         {"POST", "/wifi/wpa", true, notJson, wifi, {{400, malformed}}},
         {"GET", "/wifi/interface", true, "", wifi, {{200, "OK"}}},
         {"POST", "/wifi/interface", true, notJson, wifi, {{400, malformed}}},
         {"GET", "/version", true, "", "", {{200, "OK"}}},
         {"GET", "/identity", true, "", "", {{200, "OK"}}},
-        {"GET", "/time/current", true, "", timeManager, {{200, "OK"}}},
-        {"POST", "/time/synchronize", true, "", timeManager, {{204, ""}, {500, "Failed to synchronize time: *"}}},
-        {"GET", "/time/zone", false, "", timeManager, {{200, "OK"}}},
-        {"GET", "/time/zon", false, "", timeManager, {{200, "OK"}}},
-        {"POST", "/time/zone", false, notJson, timeManager, {{400, ""}}},
-        {"GET", "/credentials", true, "", "No CredentialsManager Running",
+        {"GET", "/time/current", true, "", "", {{200, "OK"}}},
+        {"POST", "/time/synchronize", true, "", "", {{204, ""}, {500, "Failed to synchronize time: *"}}},
+        {"GET", "/time/zone", false, "", "", {{200, "OK"}}},
+        {"GET", "/time/zon", false, "", "", {{200, "OK"}}},
+        {"POST", "/time/zone", false, notJson, "", {{400, ""}}},
+        {"GET", "/credentials", true, "", "",
          {{200, "OK"}, {500, "Error getting credentials: No credentials"}}},
-        {"POST", "/credentials", true, notJson, "No CredentialsManager Running", {{400, malformed}}},
+        {"POST", "/credentials", true, notJson, "", {{400, malformed}}},
         {"GET", "/mode", true, "", "", {{200, "OK"}}},
         {"POST", "/mode", true, notJson, "", {{400, malformed}}},
         {"POST", "/system_notify", true, "{}", "", {{204, ""}, {503, ""}}},
-        {"GET", "/update", true, "", updateManager, {{200, "OK"}}},
-        {"PUT", "/update", true, notJson, updateManager, {{400, ""}}},
-        {"POST", "/update", true, notJson, updateManager, {{400, ""}}},
-        {"POST", "/power/off", true, "", powerManager, {{204, ""}, {500, "PowerOff already requested"}}},
-        {"POST", "/power/reboot", true, "", powerManager, {{204, ""}, {500, "PowerOff already requested"}}},
-        {"GET", "/storage/mounts", true, "", storageManager, {{200, "OK"}}},
-        {"GET", "/storage/semantic", true, "", storageManager, {{200, "OK"}}},
-        {"POST", "/system/wipe", true, "", "No service manager", {{204, ""}, {500, "Failed to do system wipe"}}},
-        {"POST", "/system/backup", true, "", "No service manager", {{204, ""}, {500, "Failed to do system backup"}}},
-        {"POST", "/system/restore", true, "", "No service manager",
+        {"GET", "/update", true, "", "", {{200, "OK"}}},
+        {"PUT", "/update", true, notJson, "", {{400, ""}}},
+        {"POST", "/update", true, notJson, "", {{400, ""}}},
+        {"POST", "/power/off", true, "", "", {{204, ""}, {500, "PowerOff already requested"}}},
+        {"POST", "/power/reboot", true, "", "", {{204, ""}, {500, "PowerOff already requested"}}},
+        {"GET", "/storage/mounts", true, "", "", {{200, "OK"}}},
+        {"GET", "/storage/semantic", true, "", "", {{200, "OK"}}},
+        {"POST", "/system/wipe", true, "", "", {{204, ""}, {500, "Failed to do system wipe"}}},
+        {"POST", "/system/backup", true, "", "", {{204, ""}, {500, "Failed to do system backup"}}},
+        {"POST", "/system/restore", true, "", "",
          {{204, ""}, {500, "Failed to do system restore"}}},
         {"POST", "/logs/upload", true, "", "", {{200, "OK"}}},
         {"GET", "/dynamic_firewall", true, "", "", {{200, "OK"}}},
@@ -132,11 +125,9 @@ inline const std::vector<RouteCase>& routeCases()
 }
 
 // The update handler's GET answers 200 whatever the outcome (the outcome is
-// in the body), or its missing-manager error; no other route answers /update paths.
+// in the body); no other route answers /update paths.
 inline bool updateGetAccepts(const HttpResponse& r)
 {
-    if (r.status == 500)
-        return r.reason == "No UpdateManager running";
     return r.status == 200 && r.header("Content-Type").find("application/json") == 0;
 }
 
