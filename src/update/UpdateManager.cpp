@@ -148,15 +148,24 @@ std::string UpdateManager::getVersion(const std::string& subsystem, VersionCheck
     case VersionCheckMethod::SKILL:
         break;
     }
+    Skill skill;
+    return installedSkill(subsystem, skill) ? skill.version : "0.0.0";
+}
+
+bool UpdateManager::installedSkill(const std::string& name, Skill& found) const
+{
     std::vector<Skill> skills;
     if (_skill)
         _skill->list(skills);
     for (const auto& skill : skills)
     {
-        if (skill.name == subsystem)
-            return skill.version;
+        if (skill.name == name)
+        {
+            found = skill;
+            return true;
+        }
     }
-    return "0.0.0";
+    return false;
 }
 
 GetUpdateResult UpdateManager::getUpdates(const std::string& filter)
@@ -465,15 +474,8 @@ std::string UpdateManager::installTarget(const Update& update) const
 {
     if (update.applyMethod == Update::ApplyMethod::SYSTEM)
         return "/dev/null";
-    std::vector<Skill> skills;
-    if (_skill)
-        _skill->list(skills);
-    for (const auto& skill : skills)
-    {
-        if (skill.name == update.subsystem)
-            return skill.path;
-    }
-    return "/opt/pemo/Pemo/Skills/" + update.subsystem;
+    Skill skill;
+    return installedSkill(update.subsystem, skill) ? skill.path : "/opt/pemo/Pemo/Skills/" + update.subsystem;
 }
 
 bool UpdateManager::applySystemUpdates(const UpdateSet& updates)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "skill/Skill.h"
 #include "update/Update.h"
 
 #include <pemo/ThreadedSubsystem.h>
@@ -123,6 +124,8 @@ private:
     std::string checkDependencies(const UpdateSet& selected, const std::map<std::string, std::string>& current) const;
     bool applySystemUpdates(const UpdateSet& updates);
     std::string installTarget(const Update& update) const;
+    /// The catalogued skill called name, if there is one.
+    bool installedSkill(const std::string& name, Skill& found) const;
 
     std::string _name;
     std::shared_ptr<SkillManager> _skill;
