@@ -1,0 +1,277 @@
+#include "network/WPAControlInterface.h"
+
+#include "network/WPAException.h"
+
+#include <pemo/ErrorTracker.h>
+
+#include <Poco/Path.h>
+
+#include <cstddef>
+#include <wpa_ctrl.h>
+
+#include <algorithm>
+#include <exception>
+#include <utility>
+
+namespace pemo {
+namespace system {
+
+namespace {
+
+const std::string DOWN_CODE("WPA_CONTROL_INTERFACE_DOWN");
+const std::size_t BUFFER_SIZE = 4096;
+const char* const TERRIBLE = "What a terrible failure!";
+
+// Event lines that arrive on the command connection while a reply is awaited.
+// They are not events this client attached for, so they only reach the log.
+void unsolicited(char* message, std::size_t length)
+{
+    Poco::Logger::get("SystemManager.WPAControlInterface.callback")
+        .warning("Received unsolicited message from wpa_supplicant: " + std::string(message, length));
+}
+
+} // namespace
+
+WPAControlInterface::Params::Params(const Poco::AutoPtr<Poco::Util::AbstractConfiguration>& config)
+{
+    if (config.isNull())
+        return;
+    interface = config->getString("interface", interface);
+    runtime = config->getString("runtime", runtime);
+    reconnect_interval = config->getUInt("reconnect_interval", reconnect_interval);
+}
+
+WPAControlInterface::WPAControlInterface(const Poco::AutoPtr<Poco::Util::AbstractConfiguration>& config)
+    : WPAControlInterface(Params(config))
+{
+}
+
+WPAControlInterface::WPAControlInterface(const Params& params)
+    : _params(params), _logger(Poco::Logger::get("SystemManager.WPAControlInterface")), _refreshConnectionTimer(0, 0)
+{
+}
+
+WPAControlInterface::~WPAControlInterface() = default;
+
+std::string WPAControlInterface::socketPath() const
+{
+    Poco::Path path(_params.runtime);
+    path.append(Poco::Path(_params.interface));
+    return path.toString();
+}
+
+void WPAControlInterface::start()
+{
+    _logger.trace("WPAControlInterface::start");
+    std::lock_guard<std::mutex> lifecycle(_lifecycleMutex);
+    Poco::Mutex::ScopedLock lock(_mutex);
+    _refreshConnectionTimer.setPeriodicInterval(_params.reconnect_interval);
+    _refreshConnectionTimer.start(
+        Poco::TimerCallback<WPAControlInterface>(*this, &WPAControlInterface::onRefreshConnectionTimer));
+    if (!_thread.isRunning())
+    {
+        // A task once cancelled stays so: each run gets a fresh one.
+        _monitor = std::make_unique<MonitorTask>(*this);
+        _thread.start(*_monitor);
+    }
+}
+
+void WPAControlInterface::stop()
+{
+    _logger.trace("WPAControlInterface::stop");
+    std::lock_guard<std::mutex> lifecycle(_lifecycleMutex);
+    _refreshConnectionTimer.stop();
+    if (_thread.isRunning())
+    {
+        _monitor->cancel();
+        _thread.wakeUp();
+        _thread.join();
+    }
+    disconnect();
+}
+
+void WPAControlInterface::connect()
+{
+    _logger.trace("WPAControlInterface::connect");
+    Poco::Mutex::ScopedLock lock(_mutex);
+    // Also closes what an earlier failed attempt left open.
+    disconnect();
+
+    const std::string path = socketPath();
+    _connCommands = wpa_ctrl_open(path.c_str());
+    if (!_connCommands)
+        throw WPAException("Unable to open wpa ctrl interface");
+    _connEvents = wpa_ctrl_open(path.c_str());
+    if (!_connEvents)
+        throw WPAException("Unable to open wpa ctrl interface");
+
+    switch (wpa_ctrl_attach(_connEvents))
+    {
+    case 0:
+        _connected = true;
+        return;
+    case -1:
+        throw WPAException("Failed to attach monitor");
+    case -2:
+        throw WPAException("Timeout attaching monitor");
+    default:
+        throw WPAException(TERRIBLE);
+    }
+}
+
+void WPAControlInterface::disconnect()
+{
+    _logger.trace("WPAControlInterface::disconnect");
+    Poco::Mutex::ScopedLock lock(_mutex);
+    _connected = false;
+    if (_connCommands)
+    {
+        wpa_ctrl_close(_connCommands);
+        _connCommands = nullptr;
+    }
+    if (_connEvents)
+    {
+        const int result = wpa_ctrl_detach(_connEvents);
+        if (result == -1 || result == -2)
+            _logger.warning("WPAControlInterface::disconnect Failed to detach monitor; closing it all the same");
+        else if (result != 0)
+            _logger.warning("WPAControlInterface::disconnect What a terrible failure; closing it all the same");
+        wpa_ctrl_close(_connEvents);
+        _connEvents = nullptr;
+    }
+}
+
+bool WPAControlInterface::request(const std::string& command, std::string& reply)
+{
+    Poco::Mutex::ScopedLock lock(_mutex);
+    if (!_connCommands)
+    {
+        reply = "Not connected to wpa_supplicant";
+        return false;
+    }
+    _logger.debug("request " + command);
+
+    char buffer[BUFFER_SIZE];
+    std::size_t length = sizeof(buffer);
+    const int result =
+        wpa_ctrl_request(_connCommands, command.data(), command.size(), buffer, &length, unsolicited);
+    switch (result)
+    {
+    case 0:
+        reply.assign(buffer, length);
+        return true;
+    case -2:
+        reply = "Timeout communicating with WPA Control Interface";
+        break;
+    case -1:
+        reply = "Error communicating with WPA Control Interface";
+        break;
+    default:
+        throw WPAException(TERRIBLE);
+    }
+    _logger.warning("WPAControlInterface::request " + command + ": " + reply + "; reconnecting later");
+    disconnect();
+    return false;
+}
+
+void WPAControlInterface::registerMonitor(std::shared_ptr<Monitor> monitor)
+{
+    _logger.debug("registerMonitor");
+    Poco::Mutex::ScopedLock lock(_mutex);
+    _handlers.push_back(std::move(monitor));
+}
+
+void WPAControlInterface::unregisterMonitor(std::shared_ptr<Monitor> monitor)
+{
+    _logger.debug("unregisterMonitor");
+    Poco::Mutex::ScopedLock lock(_mutex);
+    const auto it = std::find_if(_handlers.begin(), _handlers.end(),
+                                 [&](const std::shared_ptr<Monitor>& h) { return h.get() == monitor.get(); });
+    if (it != _handlers.end())
+        _handlers.erase(it);
+}
+
+void WPAControlInterface::onMessage(const std::string& message)
+{
+    Poco::Mutex::ScopedLock lock(_mutex);
+    for (const auto& handler : _handlers)
+        handler->onMessage(message);
+}
+
+void WPAControlInterface::onRefreshConnectionTimer(Poco::Timer&)
+{
+    Poco::Mutex::ScopedLock lock(_mutex);
+    if (_connected)
+        return;
+    try
+    {
+        connect();
+        pemo::ErrorTracker::get().setStatus(DOWN_CODE, pemo::ErrorTracker::Status::FIXED);
+    }
+    catch (const std::exception& e)
+    {
+        pemo::ErrorTracker::get().post(DOWN_CODE, pemo::ErrorTracker::Type::RECOVERABLE);
+        _logger.warning(std::string("WPAControlInterface::onRefreshConnectionTimer ") +
+                        " Failed to connect to WPA Control Interface: " + e.what() + "; retrying in " +
+                        std::to_string(_params.reconnect_interval) + " ms");
+    }
+}
+
+WPAControlInterface::MonitorTask::MonitorTask(WPAControlInterface& parent) : pemo::util::Task("MonitorTask"), _parent(parent)
+{
+}
+
+void WPAControlInterface::MonitorTask::run()
+{
+    _parent._logger.trace("MonitorTask::run");
+    while (!isCancelled())
+    {
+        Poco::Thread::trySleep(static_cast<long>(_parent._params.monitor_interval));
+        if (isCancelled())
+            return;
+        Poco::Mutex::ScopedLock lock(_parent._mutex);
+        if (_parent._connEvents)
+            drain();
+        Poco::Thread::yield();
+    }
+}
+
+void WPAControlInterface::MonitorTask::drain()
+{
+    Poco::Logger& logger = _parent._logger;
+    for (;;)
+    {
+        const int pending = wpa_ctrl_pending(_parent._connEvents);
+        if (pending == 0)
+            return;
+        if (pending != 1)
+        {
+            logger.warning(std::string("WPAControlInterface::Monitor ") +
+                           (pending == -1 ? "WPA Pending error" : "What a terrible failure") + "; polling again later");
+            return;
+        }
+        char buffer[BUFFER_SIZE];
+        std::size_t length = sizeof(buffer);
+        const int result = wpa_ctrl_recv(_parent._connEvents, buffer, &length);
+        if (result == 0)
+        {
+            const std::string message(buffer, length);
+            logger.information(message);
+            _parent.onMessage(message);
+        }
+        else if (result == -1)
+        {
+            logger.warning("WPAControlInterface::Monitor Could not receive a wpa message; reconnecting later");
+            _parent.disconnect();
+            // The connection is closed: asking it again would use freed memory.
+            return;
+        }
+        else
+        {
+            logger.warning("WPAControlInterface::Monitor What a terrible failure");
+        }
+    }
+}
+
+} // namespace system
+} // namespace pemo

@@ -1,0 +1,192 @@
+// The control client against a real wpa_supplicant (wired driver) in a
+// private network namespace.
+#include "network/WPAControlInterface.h"
+
+#include "PrivateSupplicant.h"
+
+#include <pemo/ErrorTracker.h>
+
+#include <Poco/Thread.h>
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace pemo {
+namespace system {
+namespace {
+
+using test::PrivateSupplicant;
+using Clock = std::chrono::steady_clock;
+
+const std::string DOWN("WPA_CONTROL_INTERFACE_DOWN");
+
+bool eventually(const std::function<bool()>& done, std::chrono::milliseconds limit)
+{
+    const auto deadline = Clock::now() + limit;
+    while (!done())
+    {
+        if (Clock::now() > deadline)
+            return false;
+        Poco::Thread::sleep(20);
+    }
+    return true;
+}
+
+class Recorder : public WPAControlInterface::Monitor
+{
+public:
+    explicit Recorder(std::string name, std::vector<std::string>& log, std::mutex& mutex)
+        : _name(std::move(name)), _log(log), _mutex(mutex)
+    {
+    }
+    // Keeps the connection events' words only: the rest carries addresses
+    // and ids, and the other events vary with the supplicant's version.
+    void onMessage(const std::string& message) override
+    {
+        const std::string word = message.substr(0, message.find(' '));
+        if (word != "<3>CTRL-EVENT-CONNECTED" && word != "<3>CTRL-EVENT-DISCONNECTED")
+            return;
+        std::lock_guard<std::mutex> lock(_mutex);
+        _log.push_back(_name + ":" + word);
+        lastDelivery = Clock::now();
+        if (!firstDelivery)
+            firstDelivery = lastDelivery;
+    }
+    std::optional<Clock::time_point> firstDelivery;
+    Clock::time_point lastDelivery;
+
+private:
+    std::string _name;
+    std::vector<std::string>& _log;
+    std::mutex& _mutex;
+};
+
+class WPAControlInterfaceTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        if (!PrivateSupplicant::available())
+            GTEST_SKIP() << "needs root, unshare, ip and wpa_supplicant";
+        WPAControlInterface::Params params;
+        params.runtime = supplicant.runtime();
+        params.reconnect_interval = RECONNECT_MS;
+        wpa = std::make_unique<WPAControlInterface>(params);
+    }
+    void TearDown() override
+    {
+        if (wpa)
+            wpa->stop();
+    }
+
+    std::string ask(const std::string& command)
+    {
+        std::string reply;
+        return wpa->request(command, reply) ? reply : "failed: " + reply;
+    }
+    bool answers() { return ask("PING") == "PONG\n"; }
+    // Associated: a DISCONNECT before that has nothing to end and tells nothing.
+    bool associated() { return ask("STATUS").find("wpa_state=COMPLETED") != std::string::npos; }
+    std::vector<std::string> events()
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        return log;
+    }
+
+    static const unsigned RECONNECT_MS = 300;
+    PrivateSupplicant supplicant;
+    std::unique_ptr<WPAControlInterface> wpa;
+    std::vector<std::string> log;
+    std::mutex mutex;
+};
+
+TEST_F(WPAControlInterfaceTest, DownUntilSupplicantStartsThenNextTickConnectsAndMarksFixed)
+{
+    const auto posted = ErrorTracker::get().count(DOWN);
+    wpa->start();
+    ASSERT_TRUE(eventually([&] { return ErrorTracker::get().count(DOWN) >= posted + 2; }, std::chrono::seconds(3)))
+        << "posted again on every tick while down";
+    EXPECT_EQ(ErrorTracker::Status::BROKEN, ErrorTracker::get().status(DOWN));
+    EXPECT_EQ("failed: Not connected to wpa_supplicant", ask("STATUS"));
+
+    supplicant.start();
+    ASSERT_TRUE(eventually([&] { return wpa->connected(); }, std::chrono::milliseconds(RECONNECT_MS + 500)));
+    EXPECT_EQ(ErrorTracker::Status::FIXED, ErrorTracker::get().status(DOWN));
+    EXPECT_NE(std::string::npos, ask("STATUS").find("wpa_state="));
+}
+
+TEST_F(WPAControlInterfaceTest, KilledAndRestartedSupplicantIsRiddenOutWithinReconnectInterval)
+{
+    supplicant.start();
+    wpa->registerMonitor(std::make_shared<Recorder>("m", log, mutex));
+    wpa->start();
+    ASSERT_TRUE(eventually([&] { return wpa->connected(); }, std::chrono::seconds(1)));
+
+    supplicant.kill();
+    EXPECT_EQ("failed: Error communicating with WPA Control Interface", ask("PING"));
+    EXPECT_FALSE(wpa->connected()) << "a failed request drops both connections";
+    EXPECT_EQ("failed: Not connected to wpa_supplicant", ask("PING"));
+
+    supplicant.start();
+    const auto restarted = Clock::now();
+    ASSERT_TRUE(eventually([&] { return answers(); }, std::chrono::seconds(2)));
+    EXPECT_LT(Clock::now() - restarted, std::chrono::milliseconds(RECONNECT_MS + 200));
+    ASSERT_TRUE(eventually([&] { return associated(); }, std::chrono::seconds(2)));
+    // Events flow again on the new event connection.
+    ASSERT_EQ("OK\n", ask("DISCONNECT"));
+    EXPECT_TRUE(eventually([&] { return !events().empty(); }, std::chrono::seconds(3)));
+}
+
+TEST_F(WPAControlInterfaceTest, QueuedEventsReachMonitorsInOrderInOnePass)
+{
+    supplicant.start();
+    const auto a = std::make_shared<Recorder>("a", log, mutex);
+    const auto b = std::make_shared<Recorder>("b", log, mutex);
+    wpa->registerMonitor(a);
+    wpa->registerMonitor(b);
+    wpa->registerMonitor(a);
+    wpa->unregisterMonitor(a); // the first registration only: b, then a
+    wpa->start();
+    // The association at start-up is reported too; wait for it to pass.
+    ASSERT_TRUE(eventually([&] { return associated() && events().size() == 2; }, std::chrono::seconds(3)));
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        log.clear();
+        b->firstDelivery.reset();
+    }
+
+    // Both lines are queued within a few milliseconds, well inside one
+    // poll interval.
+    ASSERT_EQ("OK\n", ask("DISCONNECT"));
+    ASSERT_EQ("OK\n", ask("RECONNECT"));
+    ASSERT_TRUE(eventually([&] { return events().size() >= 4; }, std::chrono::seconds(3)));
+    const std::vector<std::string> expected{"b:<3>CTRL-EVENT-DISCONNECTED", "a:<3>CTRL-EVENT-DISCONNECTED",
+                                            "b:<3>CTRL-EVENT-CONNECTED", "a:<3>CTRL-EVENT-CONNECTED"};
+    EXPECT_EQ(expected, events());
+    std::lock_guard<std::mutex> lock(mutex);
+    EXPECT_LT(b->lastDelivery - *b->firstDelivery, std::chrono::milliseconds(200)) << "one pass, not two";
+}
+
+TEST_F(WPAControlInterfaceTest, RequestThatTimesOutDropsBothConnections)
+{
+    supplicant.start();
+    wpa->start();
+    ASSERT_TRUE(eventually([&] { return wpa->connected(); }, std::chrono::seconds(1)));
+
+    supplicant.freeze(true);
+    EXPECT_EQ("failed: Timeout communicating with WPA Control Interface", ask("PING"));
+    EXPECT_FALSE(wpa->connected()) << "both connections dropped";
+    supplicant.freeze(false);
+    EXPECT_TRUE(eventually([&] { return answers(); }, std::chrono::seconds(2))) << "the next tick reconnects";
+}
+
+} // namespace
+} // namespace system
+} // namespace pemo
