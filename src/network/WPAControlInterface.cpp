@@ -51,7 +51,12 @@ WPAControlInterface::WPAControlInterface(const Params& params)
 {
 }
 
-WPAControlInterface::~WPAControlInterface() = default;
+WPAControlInterface::~WPAControlInterface()
+{
+    // Owners stop it first; this only keeps a forgotten timer or thread
+    // from outliving the object.
+    stop();
+}
 
 std::string WPAControlInterface::socketPath() const
 {
@@ -236,6 +241,20 @@ void WPAControlInterface::MonitorTask::run()
     }
 }
 
+void WPAControlInterface::MonitorTask::deliver(const std::string& message)
+{
+    // A monitor that throws must not end the event thread for the others.
+    try
+    {
+        _parent.onMessage(message);
+    }
+    catch (const std::exception& e)
+    {
+        _parent._logger.warning("WPAControlInterface::Monitor a monitor failed on '" + message + "': " + e.what() +
+                                "; going on with the next line");
+    }
+}
+
 void WPAControlInterface::MonitorTask::drain()
 {
     Poco::Logger& logger = _parent._logger;
@@ -257,7 +276,7 @@ void WPAControlInterface::MonitorTask::drain()
         {
             const std::string message(buffer, length);
             logger.information(message);
-            _parent.onMessage(message);
+            deliver(message);
         }
         else if (result == -1)
         {

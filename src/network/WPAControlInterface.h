@@ -67,7 +67,7 @@ public:
     /// Opens nothing: the connections are made by start()'s timer.
     explicit WPAControlInterface(const Poco::AutoPtr<Poco::Util::AbstractConfiguration>& config);
     explicit WPAControlInterface(const Params& params);
-    /// Does not stop: the owner calls stop() first.
+    /// Stops what still runs; owners call stop() themselves first.
     virtual ~WPAControlInterface();
 
     WPAControlInterface(const WPAControlInterface&) = delete;
@@ -112,6 +112,7 @@ private:
         /// Delivers every pending event line; stops early when the
         /// connection fails (and is dropped).
         void drain();
+        void deliver(const std::string& message);
 
         WPAControlInterface& _parent;
     };
