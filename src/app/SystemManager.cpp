@@ -43,6 +43,7 @@
 #include "update/UpdateManager.h"
 #include "update/VersionHandler.h"
 #include "network/WifiInterfaceHandler.h"
+#include "network/WifiManager.h"
 #include "network/WifiWPAHandler.h"
 #include "service/WipeHandler.h"
 
@@ -153,7 +154,7 @@ void SystemManager::onInitialize(Poco::Util::Application& app)
     registerPort(Routes::WIFI_MESSAGES_PORT, _wifiMessagePort);
 
     _wifiMonitor = std::make_shared<WifiMessageMonitor>(_wifiMessagePort);
-    // PENDING(WifiManager): hand _wifiMonitor to the Wi-Fi manager's registerMonitor here.
+    _wifiManager->registerMonitor(_wifiMonitor);
 }
 
 void SystemManager::createManagers(Poco::Util::AbstractConfiguration& config)
@@ -164,7 +165,7 @@ void SystemManager::createManagers(Poco::Util::AbstractConfiguration& config)
     // Each PENDING line marks where a manager not written yet is to be made
     // and stored in its member right away, with the view above it.
     const auto wifiConfig = config.createView("SystemManager.wifi");
-    // PENDING(WifiManager): _wifiManager from wifiConfig.
+    _wifiManager = std::make_shared<WifiManager>(wifiConfig);
     const auto serviceConfig = config.createView("SystemManager.service");
     _serviceManager = std::make_shared<ServiceManager>(serviceConfig, registryClient());
     const auto sessionConfig = config.createView("SystemManager.session");
@@ -324,8 +325,9 @@ void SystemManager::onStart()
     _refreshServiceConnectionsTimer.start(
         Poco::TimerCallback<SystemManager>(*this, &SystemManager::onRefreshServiceConnectionsTimer));
 
-    // PENDING(WifiManager): Wi-Fi starts first. The time manager has nothing
-    // to start and the power button starts its own input device.
+    // The time manager has nothing to start and the power button starts its
+    // own input device.
+    _wifiManager->start();
     _serviceManager->start();
     _systemNotifier->start();
     _skillManager->start();
@@ -343,9 +345,9 @@ void SystemManager::onStop()
     _refreshServiceConnectionsTimer.stop();
 
     // Deliberately not the reverse of the start order.
-    // PENDING(WifiManager): Wi-Fi stops between the skill and service managers.
     _updateManager->stop();
     _skillManager->stop();
+    _wifiManager->stop();
     _serviceManager->stop();
     _systemNotifier->stop();
     _storageManager->stop();

@@ -69,6 +69,10 @@ void WPAControlInterface::start()
 {
     _logger.trace("WPAControlInterface::start");
     std::lock_guard<std::mutex> lifecycle(_lifecycleMutex);
+    // The timer refuses a second start; a started interface is left as it is.
+    if (_started)
+        return;
+    _started = true;
     Poco::Mutex::ScopedLock lock(_mutex);
     _refreshConnectionTimer.setPeriodicInterval(_params.reconnect_interval);
     _refreshConnectionTimer.start(
@@ -85,6 +89,7 @@ void WPAControlInterface::stop()
 {
     _logger.trace("WPAControlInterface::stop");
     std::lock_guard<std::mutex> lifecycle(_lifecycleMutex);
+    _started = false;
     _refreshConnectionTimer.stop();
     if (_thread.isRunning())
     {

@@ -74,7 +74,8 @@ public:
     WPAControlInterface& operator=(const WPAControlInterface&) = delete;
 
     /// Starts the reconnection timer (first attempt at once, on the timer's
-    /// thread) and the event thread. Allowed again after stop().
+    /// thread) and the event thread. Allowed again after stop(); does
+    /// nothing while started.
     void start();
     /// Stops the timer, ends the event thread and closes both connections.
     void stop();
@@ -139,6 +140,7 @@ private:
     // join the thread without _mutex: both wait for a callback that may be
     // waiting for _mutex.
     std::mutex _lifecycleMutex;
+    bool _started = false;
 };
 
 } // namespace system
