@@ -1,0 +1,206 @@
+// Wi-Fi on the simulated device, where every program behind it is real:
+// wpa_supplicant (wired driver) on wlan0, ifup/ifdown, udhcpc, and busybox
+// udhcpd at the other end of wlan0's veth pair. The tests share one device
+// and each leaves it on DHCP with wpa_supplicant running.
+#include "Http.h"
+#include "SharedDevice.h"
+#include "SimDevice.h"
+
+#include <Poco/JSON/Array.h>
+#include <Poco/JSON/Object.h>
+#include <Poco/Pipe.h>
+#include <Poco/PipeStream.h>
+#include <Poco/Process.h>
+#include <Poco/StreamCopier.h>
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace pemo::test {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+const unsigned RECONNECT_MS = 2000;
+
+SimDevice& device()
+{
+    SimOptions options;
+    options.config = [](Poco::JSON::Object& root) {
+        auto manager = root.getObject("SystemManager");
+        manager->getObject("wifi")->getObject("wpa")->set("reconnect_interval", RECONNECT_MS);
+        manager->getObject("service")->set("services", Poco::JSON::Array());
+    };
+    return sharedDevice(options);
+}
+
+ApiClient api()
+{
+    return ApiClient(device().port(), device().token());
+}
+
+// sim/pemo-sim wifi ACTION: wpa_supplicant driven from outside the daemon.
+ExecResult wifi(const std::string& action)
+{
+    Poco::Pipe out;
+    Poco::ProcessHandle handle = Poco::Process::launch(
+        sourceDir() + "/sim/pemo-sim", {"wifi", "--state", device().stateDir(), action}, nullptr, &out, &out);
+    Poco::PipeInputStream stream(out);
+    ExecResult result;
+    Poco::StreamCopier::copyToString(stream, result.output);
+    result.status = handle.wait();
+    return result;
+}
+
+std::size_t count(const std::string& text, const std::string& what)
+{
+    std::size_t n = 0;
+    for (auto at = text.find(what); at != std::string::npos; at = text.find(what, at + 1))
+        ++n;
+    return n;
+}
+
+// Leases the access point has granted or renewed.
+std::size_t acks()
+{
+    return count(device().readStateFile("log/udhcpd.log"), "sending ACK");
+}
+
+std::string wlan0Addresses()
+{
+    return device().exec({"ip", "-4", "-o", "addr", "show", "wlan0"}).output;
+}
+
+std::string interfaceBody(const std::string& method, const std::string& address, const std::string& netmask)
+{
+    return R"({"interface": {"method": ")" + method + R"(", "address": ")" + address +
+           R"(", "network": "", "netmask": ")" + netmask + R"(", "broadcast": "", "gateway": "", "dns": ""}})";
+}
+
+bool associated()
+{
+    const HttpResponse r = api().post("/wifi/wpa", R"({"command": "STATUS"})");
+    return r.status == 200 && r.body.find("wpa_state=COMPLETED") != std::string::npos;
+}
+
+// The next frame on subscriber that holds what, skipping the others.
+std::string frameWith(WebSocketSubscriber& subscriber, const std::string& what)
+{
+    const auto deadline = std::chrono::steady_clock::now() + seconds(5);
+    while (std::chrono::steady_clock::now() < deadline)
+    {
+        const auto frame = subscriber.receive(Poco::Timespan(1, 0));
+        if (frame && frame->find(what) != std::string::npos)
+            return *frame;
+    }
+    return "";
+}
+
+std::unique_ptr<WebSocketSubscriber> subscribe()
+{
+    int status = 0;
+    auto subscriber = WebSocketSubscriber::connect(device().port(), "/wifi/messages", device().token(), status);
+    EXPECT_EQ(101, status);
+    return subscriber;
+}
+
+TEST(NetworkTest, InterfaceEndpointRewritesTheFileAndTheRealIfupAppliesIt)
+{
+    ASSERT_TRUE(eventually(associated)) << device().diagnostics();
+    const HttpResponse current = api().get("/wifi/interface");
+    EXPECT_EQ(200, current.status);
+    EXPECT_NE(std::string::npos, current.body.find(R"("method": "dhcp")")) << current.body;
+
+    ASSERT_EQ(204, api().post("/wifi/interface", interfaceBody("static", "192.168.77.50", "255.255.255.0")).status);
+    std::string file = device().readStateFile("device/etc/network/interfaces");
+    EXPECT_NE(std::string::npos, file.find("iface wlan0 inet static\n")) << file;
+    EXPECT_NE(std::string::npos, file.find("address 192.168.77.50\n")) << file;
+    EXPECT_EQ(std::string::npos, file.find("udhcpc_opts")) << file;
+    EXPECT_NE(std::string::npos, wlan0Addresses().find("inet 192.168.77.50/24"));
+    ASSERT_TRUE(eventually(associated)) << "the control interface is back after the restart";
+
+    // A connection event with a static address renews nothing.
+    const std::size_t leases = acks();
+    const std::string connected = "event(CTRL-EVENT-CONNECTED )";
+    const std::size_t connections = logLines(device(), connected).size();
+    const std::size_t signals = logLines(device(), "Sent signal to udhcpc").size();
+    ASSERT_EQ(0, wifi("disconnect").status);
+    ASSERT_EQ(0, wifi("reconnect").status); // only a disconnected supplicant reconnects
+    EXPECT_TRUE(eventually([&] { return logLines(device(), connected).size() > connections; }));
+    std::this_thread::sleep_for(milliseconds(500));
+    EXPECT_EQ(signals, logLines(device(), "Sent signal to udhcpc").size());
+    EXPECT_EQ(leases, acks());
+
+    ASSERT_EQ(204, api().post("/wifi/interface", interfaceBody("dhcp", "", "")).status);
+    file = device().readStateFile("device/etc/network/interfaces");
+    EXPECT_NE(std::string::npos, file.find("iface wlan0 inet dhcp\n")) << file;
+    EXPECT_NE(std::string::npos, file.find("udhcpc_opts -R -b -t 3 -T 5 -A 5\n")) << file;
+    EXPECT_EQ(std::string::npos, file.find("address")) << file;
+    EXPECT_TRUE(eventually([] { return wlan0Addresses().find("inet 192.168.77.1") != std::string::npos; }))
+        << wlan0Addresses();
+    ASSERT_TRUE(eventually(associated));
+
+    const HttpResponse malformed = api().post("/wifi/interface", R"({"interface": {"method": "dhcp"}})");
+    EXPECT_EQ(400, malformed.status);
+    EXPECT_EQ("Malformed arguments", malformed.reason);
+}
+
+TEST(NetworkTest, ConnectionEventsReachSubscribersAndTheRealUdhcpcRenewsItsLease)
+{
+    ASSERT_TRUE(eventually(associated)) << device().diagnostics();
+    auto subscriber = subscribe();
+    const std::size_t leases = acks();
+
+    ASSERT_EQ(0, wifi("disconnect").status);
+    EXPECT_EQ(R"({"message":"<3>CTRL-EVENT-DISCONNECTED bssid=01:80:c2:00:00:03 reason=3 locally_generated=1"})",
+              frameWith(*subscriber, "CTRL-EVENT-DISCONNECTED"));
+    ASSERT_EQ(0, wifi("reconnect").status);
+    EXPECT_EQ(R"({"message":"<3>CTRL-EVENT-CONNECTED - Connection to 01:80:c2:00:00:03 completed [id=0 id_str=]"})",
+              frameWith(*subscriber, "CTRL-EVENT-CONNECTED"));
+    EXPECT_TRUE(eventually([&] { return acks() > leases; })) << "udhcpd saw no renewal";
+}
+
+TEST(NetworkTest, WpaCommandsPassThroughAndAStoppedSupplicantIsReconnected)
+{
+    ASSERT_TRUE(eventually(associated)) << device().diagnostics();
+    const HttpResponse malformed = api().post("/wifi/wpa", R"({"cmd": "STATUS"})");
+    EXPECT_EQ(400, malformed.status);
+    EXPECT_EQ("Malformed arguments", malformed.reason);
+
+    auto subscriber = subscribe();
+    ASSERT_EQ(0, wifi("stop").status);
+    EXPECT_NE("", frameWith(*subscriber, "<3>CTRL-EVENT-TERMINATING"));
+    EXPECT_TRUE(eventually([] {
+        const HttpResponse r = api().post("/wifi/wpa", R"({"command": "STATUS"})");
+        return r.status == 500 && r.reason == "Not connected to wpa_supplicant";
+    }));
+
+    ASSERT_EQ(0, wifi("start").status);
+    const auto started = std::chrono::steady_clock::now();
+    ASSERT_TRUE(eventually(associated));
+    EXPECT_LT(std::chrono::steady_clock::now() - started, milliseconds(RECONNECT_MS + 1000));
+}
+
+TEST(NetworkTest, UnwritableInterfacesFileLeavesTheNetworkAlone)
+{
+    ASSERT_TRUE(eventually(associated)) << device().diagnostics();
+    ASSERT_EQ(0, device().exec({"mount", "-o", "remount,bind,ro", "/etc/network"}).status);
+    const std::size_t restarts = logLines(device(), "Bringing down network interface").size();
+
+    const HttpResponse r = api().post("/wifi/interface", interfaceBody("static", "192.168.77.60", "255.255.255.0"));
+    device().exec({"mount", "-o", "remount,bind,rw", "/etc/network"});
+    EXPECT_EQ(500, r.status);
+    EXPECT_EQ("Could not set network interface", r.reason);
+    EXPECT_EQ(restarts, logLines(device(), "Bringing down network interface").size());
+    EXPECT_TRUE(associated()) << "the control interface was not stopped";
+    EXPECT_NE(std::string::npos, device().readStateFile("device/etc/network/interfaces").find("inet dhcp"));
+}
+
+} // namespace
+} // namespace pemo::test
