@@ -2,7 +2,7 @@
 // files in a scratch root, and the connection monitor's DHCP kick through
 // real pgrep and signals to a stand-in client. The programs that restart the
 // network are stand-ins that record their calls: the real ones would act on
-// this machine.
+// this machine. So is the DHCP client.
 #include "network/Udhcpc.h"
 #include "network/WifiInterfaceHandler.h"
 #include "network/WifiManager.h"
@@ -40,6 +40,7 @@ protected:
         config->setString("ifdown", dir.script("ifdown", record));
         config->setString("ifup", dir.script("ifup", record));
         config->setString("wpa.runtime", dir.file("run"));
+        config->setString("udhcpc.executable", dir.script("udhcpc", "exit 0"));
     }
 
     void writeInterfaces(const std::string& text) { dir.write("etc/network/interfaces", text); }
@@ -134,7 +135,7 @@ protected:
     }
     ~ConnectionMonitorTest() override
     {
-        for (int pid; (pid = getPID(client)) > 0;)
+        for (int i = 0, pid; i < 50 && (pid = getPID(client)) > 0; ++i)
             ::kill(pid, SIGKILL), Poco::Thread::sleep(20);
     }
     // SIGUSR1s the client has noted.
