@@ -11,6 +11,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include <csignal>
 #include <dirent.h>
 #include <fstream>
@@ -131,11 +133,14 @@ TEST_F(SimulatorTest, TheDeviceRunsInItsOwnNamespaces)
     for (const char* ns : {"mnt", "net", "pid", "ipc", "uts"})
         EXPECT_NE(nsOf(devicePid, ns), nsOf("self", ns)) << ns;
 
-    // Only the device's own loopback: nothing of the host's network.
+    // Only the device's own links: its loopback and wlan0, whose peer is in
+    // the device's nested access point namespace; nothing of the host's.
     const ExecResult links = exec({"ip", "-o", "link", "show"});
     ASSERT_EQ(links.status, 0) << links.output;
     EXPECT_NE(links.output.find("1: lo:"), std::string::npos) << links.output;
-    EXPECT_EQ(links.output.find("2: "), std::string::npos) << links.output;
+    EXPECT_NE(links.output.find(": wlan0@"), std::string::npos) << links.output;
+    EXPECT_NE(links.output.find("link-netns pemo-ap"), std::string::npos) << links.output;
+    EXPECT_EQ(std::count(links.output.begin(), links.output.end(), '\n'), 2) << links.output;
 }
 
 TEST_F(SimulatorTest, WritesInsideNeverReachTheHost)
