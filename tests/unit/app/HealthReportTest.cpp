@@ -28,9 +28,12 @@ TEST(HealthReportTest, TimePointsAreWrittenInTheirOwnUnits)
     skill.running = true;
     skill.lastStartTime = Skill::Clock::time_point(std::chrono::nanoseconds(12345678912345));
     report.skills.push_back(skill);
-    report.usage.push_back({"logs", 4096});
+    // Six gigabytes: more than a 32-bit size holds.
+    report.usage.push_back({"logs", 6442450944u});
     report.backup.successes = 2;
-    report.backup.last_success = HealthReport::Stats::TimePoint(std::chrono::nanoseconds(1500000000123));
+    // A wall-clock stamp of today: past 32 bits, and past the 53 bits that a
+    // detour through double would keep.
+    report.backup.last_success = HealthReport::Stats::TimePoint(std::chrono::nanoseconds(1795451173123456789));
 
     const std::string json = report.toJSON();
 
@@ -40,9 +43,9 @@ TEST(HealthReportTest, TimePointsAreWrittenInTheirOwnUnits)
                                            "            \"lastStartTime\": [\n                12345,\n"
                                            "                678912\n            ]"))
         << json;
-    EXPECT_NE(std::string::npos, json.find("\"type\": \"logs\",\n            \"size\": 4096")) << json;
+    EXPECT_NE(std::string::npos, json.find("\"type\": \"logs\",\n            \"size\": 6442450944")) << json;
     // Statistics: the raw nanosecond count.
-    EXPECT_NE(std::string::npos, json.find("\"backup\": {\n        \"last_success\": 1500000000123,\n"
+    EXPECT_NE(std::string::npos, json.find("\"backup\": {\n        \"last_success\": 1795451173123456789,\n"
                                            "        \"last_failure\": 0,\n        \"successes\": 2,"))
         << json;
 }

@@ -1,0 +1,131 @@
+#include "power/InputDevice.h"
+
+#include "ScratchDir.h"
+
+#include <Poco/Condition.h>
+#include <Poco/Mutex.h>
+
+#include <gtest/gtest.h>
+
+#include <linux/input.h>
+
+#include <chrono>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace pemo::system;
+using pemo::system::test::ScratchDir;
+
+namespace {
+
+class Recorder : public InputDevice::Handler
+{
+public:
+    void onKeyEvent(const KeyEvent& event) override
+    {
+        Poco::FastMutex::ScopedLock lock(_mutex);
+        _events.push_back(event);
+        _arrived.broadcast();
+    }
+
+    /// The first count events, or fewer if they do not come within two
+    /// seconds.
+    std::vector<KeyEvent> waitFor(std::size_t count)
+    {
+        Poco::FastMutex::ScopedLock lock(_mutex);
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+        while (_events.size() < count && std::chrono::steady_clock::now() < deadline)
+            _arrived.tryWait(_mutex, 100);
+        return _events;
+    }
+
+private:
+    Poco::FastMutex _mutex;
+    Poco::Condition _arrived;
+    std::vector<KeyEvent> _events;
+};
+
+// The records are the platform's own struct input_event: 16 bytes on the
+// 32-bit board, 24 on a 64-bit machine, so the reader must use the native size.
+input_event record(unsigned short type, unsigned short code, int value, long seconds = 0, long micros = 0)
+{
+    input_event event{};
+    event.input_event_sec = seconds;
+    event.input_event_usec = micros;
+    event.type = type;
+    event.code = code;
+    event.value = value;
+    return event;
+}
+
+class InputDeviceTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_EQ(0, ::mkfifo(_dir.file("button").c_str(), 0600));
+        _device.registerHandler(_recorder);
+        _device.start();
+        // Blocks until the reader thread has the FIFO open.
+        _writer = ::open(_dir.file("button").c_str(), O_WRONLY | O_CLOEXEC);
+        ASSERT_GE(_writer, 0);
+    }
+    void TearDown() override
+    {
+        _device.stop();
+        if (_writer >= 0)
+            ::close(_writer);
+    }
+
+    void send(const std::vector<input_event>& records)
+    {
+        const auto size = static_cast<ssize_t>(records.size() * sizeof(input_event));
+        ASSERT_EQ(size, ::write(_writer, records.data(), static_cast<std::size_t>(size)));
+    }
+
+    ScratchDir _dir;
+    InputDevice _device{_dir.file("button")};
+    std::shared_ptr<Recorder> _recorder = std::make_shared<Recorder>();
+    int _writer = -1;
+};
+
+} // namespace
+
+TEST_F(InputDeviceTest, NativeRecordsDecodeToPressAndReleaseStampedWithTheirSync)
+{
+    // A stamp past 2^31 microseconds: a 32-bit product of seconds and 10^6
+    // would wrap.
+    const long seconds = 1795451173;
+    send({record(EV_KEY, KEY_POWER, 1, seconds, 5), record(EV_SYN, SYN_REPORT, 0, seconds, 999999)});
+    send({record(EV_KEY, KEY_POWER, 2), record(EV_SYN, SYN_REPORT, 0)});
+    send({record(EV_KEY, KEY_POWER, 0), record(EV_SYN, SYN_REPORT, 0, seconds + 2, 1)});
+
+    const auto events = _recorder->waitFor(3);
+
+    ASSERT_EQ(3u, events.size());
+    EXPECT_TRUE(events[0].pressed());
+    EXPECT_EQ(KeyEvent::POWER, events[0].key());
+    EXPECT_EQ(1795451173999999000LL, events[0].time().time_since_epoch().count());
+    EXPECT_TRUE(events[1].released()) << "an auto-repeat must not count as a fresh press";
+    EXPECT_TRUE(events[2].released());
+    EXPECT_EQ(1795451175000001000LL, events[2].time().time_since_epoch().count());
+}
+
+TEST_F(InputDeviceTest, BatchesOfOtherKeysOrNotLedByTheKeyAreIgnored)
+{
+    send({record(EV_KEY, KEY_VOLUMEUP, 1), record(EV_SYN, SYN_REPORT, 0)});
+    send({record(EV_MSC, MSC_SCAN, 116), record(EV_KEY, KEY_POWER, 1), record(EV_SYN, SYN_REPORT, 0)});
+    // Last, in two writes: the reader keeps a batch open across reads. Batches
+    // are decoded in order, so anything the ones above produced comes first.
+    send({record(EV_KEY, KEY_POWER, 1, 7, 0)});
+    send({record(EV_SYN, SYN_REPORT, 0, 7, 0)});
+
+    const auto events = _recorder->waitFor(1);
+
+    ASSERT_EQ(1u, events.size());
+    EXPECT_TRUE(events[0].pressed());
+    EXPECT_EQ(7000000000LL, events[0].time().time_since_epoch().count());
+}
