@@ -84,6 +84,11 @@ void ClientUpdate::save(cereal::JSONOutputArchive& archive) const
             cereal::make_nvp("downloaded", update.downloaded));
 }
 
+bool fitsInFreeSpace(std::uint64_t freeBytes, std::uint32_t needed)
+{
+    return static_cast<float>(freeBytes) >= static_cast<float>(needed);
+}
+
 bool UpdateCompare::operator()(const Update& a, const Update& b) const
 {
     const bool bNeedsA = names(b, a.subsystem);

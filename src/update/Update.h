@@ -2,6 +2,7 @@
 
 #include "common/JSON.h"
 
+#include <cstdint>
 #include <map>
 #include <string>
 #include <vector>
@@ -56,6 +57,13 @@ struct ClientUpdate
 
     void save(cereal::JSONOutputArchive& archive) const;
 };
+
+/// Whether needed bytes fit in freeBytes. Both are compared as single-
+/// precision floats, exact only to about seven significant digits, because
+/// the update service sizes its offers for that rounding: a byte-exact test
+/// would refuse updates that robots have always accepted. needed is a 32-bit
+/// sum of update lengths, on every platform.
+bool fitsInFreeSpace(std::uint64_t freeBytes, std::uint32_t needed);
 
 /// The install order: a dependency before what depends on it, otherwise the
 /// lower default order first. Two unrelated updates with the same default

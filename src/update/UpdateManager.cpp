@@ -33,14 +33,6 @@ std::string canned(const std::string& error)
     return "{\"error\":\"" + error + "\"}";
 }
 
-// Free space is compared in single precision on purpose: the update service
-// sizes its offers for this rounding, so a byte-exact test would refuse
-// downloads that the robot has always accepted.
-bool enoughSpace(std::uint64_t free, std::uint32_t needed)
-{
-    return static_cast<float>(free) >= static_cast<float>(needed);
-}
-
 std::string releaseOf(const std::string& program, const std::string& pattern, const std::string& what)
 {
     const ProgramResult result = runProgram(program, {});
@@ -361,7 +353,7 @@ void UpdateManager::downloadUpdates(const std::vector<std::string>& ids, std::os
         total += update->length;
     }
     // Room for the archive and for its unpacking.
-    if (!enoughSpace(free, 2 * total))
+    if (!fitsInFreeSpace(free, 2 * total))
     {
         out << canned(NO_SPACE);
         return;
@@ -445,7 +437,7 @@ std::string UpdateManager::apply(const std::vector<std::string>& ids)
     const std::string unmet = checkDependencies(selected, current);
     if (!unmet.empty())
         return unmet;
-    if (!enoughSpace(free, total))
+    if (!fitsInFreeSpace(free, total))
         return NO_SPACE;
     if (!applySystemUpdates(selected))
         return "Update initiation error";
