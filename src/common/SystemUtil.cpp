@@ -1,5 +1,7 @@
 #include "common/SystemUtil.h"
 
+#include "common/ChildProcess.h"
+
 #include <Poco/Environment.h>
 #include <Poco/Exception.h>
 #include <Poco/File.h>
@@ -7,7 +9,6 @@
 #include <Poco/NumberFormatter.h>
 #include <Poco/Path.h>
 #include <Poco/Pipe.h>
-#include <Poco/Process.h>
 #include <Poco/String.h>
 
 #include <algorithm>
@@ -25,9 +26,8 @@ Poco::Logger& utilLogger()
     return Poco::Logger::get("SystemManager.SystemUtil");
 }
 
-// Poco launches through fork and exec, and a failed exec only shows as the
-// child's exit status 72, which a real program may also return. Resolving
-// the program first lets "could not start" be told apart from "failed".
+// Resolving the program first tells "could not start" apart from "failed"
+// with a message that names the program as the caller gave it.
 bool resolveProgram(const std::string& program, std::string& resolved)
 {
     Poco::Path path;
@@ -79,21 +79,6 @@ std::string readToEnd(Poco::Pipe& pipe, const std::string& program)
     return output;
 }
 
-Poco::ProcessHandle launch(const std::string& path, const std::vector<std::string>& args, ProgramOutput output,
-                           Poco::Pipe& pipe, const Poco::Process::Env& env)
-{
-    switch (output)
-    {
-    case ProgramOutput::STDOUT:
-        return Poco::Process::launch(path, args, nullptr, &pipe, nullptr, env);
-    case ProgramOutput::STDOUT_STDERR:
-        return Poco::Process::launch(path, args, nullptr, &pipe, &pipe, env);
-    case ProgramOutput::INHERIT:
-        break;
-    }
-    return Poco::Process::launch(path, args, nullptr, nullptr, nullptr, env);
-}
-
 std::string trimmedOutput(const std::string& program)
 {
     const ProgramResult result = runProgram(program, {});
@@ -104,34 +89,47 @@ std::string trimmedOutput(const std::string& program)
 
 } // namespace
 
-ProgramResult runProgram(const std::string& program, const std::vector<std::string>& args, ProgramOutput output,
-                         const std::map<std::string, std::string>& environment)
+ProgramResult runProgram(const std::string& program, const std::vector<std::string>& args, ProgramOutput output)
+{
+    return runProgram(program, args, ProgramEnvironment(), output);
+}
+
+ProgramResult runProgram(const std::string& program, const std::vector<std::string>& args,
+                         const ProgramEnvironment& environment, ProgramOutput output)
 {
     ProgramResult result;
-    std::string path;
-    if (!resolveProgram(program, path))
+    ChildProcess::Command command;
+    if (!resolveProgram(program, command.executable))
     {
         utilLogger().error("runProgram cannot start " + program + ": not found or not executable");
         return result;
     }
-
+    command.arguments = args;
+    command.environment = environment;
     Poco::Pipe pipe;
-    std::unique_ptr<Poco::ProcessHandle> handle;
+    if (output != ProgramOutput::INHERIT)
+        command.output = pipe.writeHandle();
+    if (output == ProgramOutput::STDOUT_STDERR)
+        command.error = pipe.writeHandle();
+
+    std::shared_ptr<ChildProcess> child;
     try
     {
-        handle = std::make_unique<Poco::ProcessHandle>(launch(path, args, output, pipe, environment));
+        child = ChildProcess::launch(command);
     }
     catch (const Poco::Exception& e)
     {
         utilLogger().error("runProgram cannot start " + program + ": " + e.displayText());
         return result;
     }
+    // Only the child keeps the writing end: the read below ends when it exits.
+    pipe.close(Poco::Pipe::CLOSE_WRITE);
     result.started = true;
     if (output != ProgramOutput::INHERIT)
         result.output = readToEnd(pipe, program);
     try
     {
-        result.exitCode = handle->wait();
+        result.exitCode = child->wait();
     }
     catch (const Poco::Exception& e)
     {

@@ -43,15 +43,23 @@ const std::size_t MAX_PROGRAM_OUTPUT = 4 * 1024 * 1024;
 /// MAX_PROGRAM_OUTPUT bytes are kept. Every started program is reaped, also
 /// when reading its output fails.
 ///
-/// Every external program the system runs goes through here. Never throws:
+/// Every external program the system runs goes through here (and through
+/// ChildProcess, which starts it without the daemon's descriptors). Never
+/// throws:
 /// a program that cannot be started is logged at error level on
 /// "SystemManager.SystemUtil" and reported with started == false.
-///
-/// environment holds variables set for the program on top of the daemon's
-/// own environment.
 ProgramResult runProgram(const std::string& program, const std::vector<std::string>& args,
-                         ProgramOutput output = ProgramOutput::STDOUT,
-                         const std::map<std::string, std::string>& environment = {});
+                         ProgramOutput output = ProgramOutput::STDOUT);
+
+/// Variables that a program gets on top of the daemon's own environment.
+using ProgramEnvironment = std::map<std::string, std::string>;
+
+/// The same as runProgram above, with environment added to the daemon's
+/// environment for this program only, replacing variables of the same name
+/// (an installer that must reach the display gets DISPLAY and XAUTHORITY
+/// this way). The daemon's own environment is never changed.
+ProgramResult runProgram(const std::string& program, const std::vector<std::string>& args,
+                         const ProgramEnvironment& environment, ProgramOutput output = ProgramOutput::STDOUT);
 
 /// The device's operating mode as printed by "pemo-getmode", trailing white
 /// space removed; empty when the program cannot be started or fails.

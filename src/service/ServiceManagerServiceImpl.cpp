@@ -5,6 +5,7 @@
 #include <Poco/Exception.h>
 #include <Poco/Format.h>
 
+#include <csignal>
 #include <sys/wait.h>
 
 #include <cerrno>
@@ -117,26 +118,48 @@ ServiceManager::ServiceImpl::Mode ServiceManager::ServiceImpl::getMode() const
     return it->second;
 }
 
+// A program that cannot be started leaves the service without a child
+// (pid 0) rather than ending the monitor's pass: the services after it are
+// still started, and this one is tried again next pass.
 void ServiceManager::ServiceImpl::launch(const Mode& mode)
 {
     // Fresh pipes per child: the previous child's are closed with its drain.
     _pipeIn = Poco::Pipe();
     _pipeOut = Poco::Pipe();
-    auto handle = std::make_shared<Poco::ProcessHandle>(Poco::Process::launch(
-        _params.executable, mode.arguments, mode.directory, &_pipeIn, &_pipeOut, &_pipeOut, mode.env));
+    ChildProcess::Command command;
+    command.executable = _params.executable;
+    command.arguments = mode.arguments;
+    command.workingDirectory = mode.directory;
+    command.environment = mode.env;
+    command.input = _pipeIn.readHandle();
+    command.output = _pipeOut.writeHandle();
+    command.error = _pipeOut.writeHandle();
+    _lastStartTime = Clock::now();
+    std::shared_ptr<ChildProcess> child;
+    try
+    {
+        child = ChildProcess::launch(command);
+    }
+    catch (const Poco::Exception& e)
+    {
+        _logger.error("Service(" + _params.name + ")::launch cannot start " + _params.executable + ": " +
+                      e.displayText() + "; trying again next pass");
+    }
+    _pipeIn.close(Poco::Pipe::CLOSE_READ);
+    _pipeOut.close(Poco::Pipe::CLOSE_WRITE);
     {
         std::lock_guard<std::mutex> lock(_processMutex);
-        _process = handle;
-        _running = true;
+        _process = child;
+        _running = child != nullptr;
     }
-    _cleaner.start(_pipeOut, _params.name + ": ");
-    _lastStartTime = Clock::now();
+    if (child)
+        _cleaner.start(_pipeOut, _params.name + ": ");
 }
 
 int ServiceManager::ServiceImpl::pid() const
 {
     std::lock_guard<std::mutex> lock(_processMutex);
-    return _process ? static_cast<int>(_process->id()) : 0;
+    return _process ? static_cast<int>(_process->pid()) : 0;
 }
 
 bool ServiceManager::ServiceImpl::isRunning() const
@@ -216,7 +239,7 @@ void ServiceManager::ServiceImpl::terminate()
         return;
     try
     {
-        Poco::Process::requestTermination(_process->id());
+        _process->signal(SIGINT);
     }
     catch (const Poco::Exception& e)
     {
@@ -231,7 +254,7 @@ void ServiceManager::ServiceImpl::kill()
         return;
     try
     {
-        Poco::Process::kill(*_process);
+        _process->signal(SIGKILL);
     }
     catch (const Poco::Exception& e)
     {

@@ -1,12 +1,12 @@
 #pragma once
 
+#include "common/ChildProcess.h"
 #include "service/ServiceManager.h"
 
 #include <pemo/util/PipeCleaner.h>
 
 #include <Poco/Logger.h>
 #include <Poco/Pipe.h>
-#include <Poco/Process.h>
 #include <Poco/Util/AbstractConfiguration.h>
 
 #include <chrono>
@@ -96,8 +96,9 @@ public:
     /// configuration for " + name when neither exists.
     Mode getMode() const;
     /// Launches the executable as mode describes, its standard output and
-    /// error drained into the log. Throws Poco::SystemException when the
-    /// process cannot be created.
+    /// error drained into the log. A program that cannot be started is
+    /// logged and leaves the service without a child: pid() is 0 and
+    /// isRunning() false until the next launch.
     void launch(const Mode& mode);
 
     /// The child's process id; 0 before the first launch.
@@ -128,7 +129,7 @@ private:
 
     Params _params;
     Poco::Logger& _logger;
-    std::shared_ptr<Poco::ProcessHandle> _process;
+    std::shared_ptr<ChildProcess> _process;
     TimePoint _lastStartTime;
     Poco::Pipe _pipeIn;
     Poco::Pipe _pipeOut;

@@ -18,9 +18,9 @@ namespace {
 // The whole identity of a mode's user, as the password and group databases
 // give it. The databases are scanned rather than queried by name so that
 // the supplementary groups come out of the same pass over the group file.
-SkillProcess::Identity findLaunchIdentity(const std::string& user, std::string& home)
+ChildProcess::Identity findLaunchIdentity(const std::string& user, std::string& home)
 {
-    SkillProcess::Identity identity;
+    ChildProcess::Identity identity;
     bool found = false;
     setpwent();
     while (const passwd* entry = getpwent())
@@ -103,7 +103,7 @@ void SkillManager::SkillImpl::launch(const std::string& token, const std::string
 {
     try
     {
-        SkillProcess::Command command;
+        ChildProcess::Command command;
         command.executable = _params.launch.executable;
         command.environment = _params.launch.environment;
         command.environment["PEMO_AUTHENTICATE"] = token;
@@ -130,13 +130,16 @@ void SkillManager::SkillImpl::launch(const std::string& token, const std::string
     }
 }
 
-void SkillManager::SkillImpl::start(const SkillProcess::Command& command)
+void SkillManager::SkillImpl::start(ChildProcess::Command command)
 {
     _pipeIn.emplace();
     _pipeOut.emplace();
+    command.input = _pipeIn->readHandle();
+    command.output = _pipeOut->writeHandle();
+    command.error = _pipeOut->writeHandle();
     try
     {
-        _process = SkillProcess::launch(command, *_pipeIn, *_pipeOut);
+        _process = ChildProcess::launch(command);
     }
     catch (...)
     {
@@ -152,7 +155,7 @@ void SkillManager::SkillImpl::start(const SkillProcess::Command& command)
     _lastStartTime = Clock::now();
 }
 
-SkillProcess& SkillManager::SkillImpl::process() const
+ChildProcess& SkillManager::SkillImpl::process() const
 {
     if (!_process)
         throw SkillManagerException(name() + " was never launched");

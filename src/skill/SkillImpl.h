@@ -1,7 +1,7 @@
 #pragma once
 
 #include "skill/SkillManager.h"
-#include "skill/SkillProcess.h"
+#include "common/ChildProcess.h"
 
 #include <pemo/util/PipeCleaner.h>
 
@@ -91,13 +91,13 @@ public:
     void updateParams(const Params& params);
 
 private:
-    SkillProcess& process() const;
-    void start(const SkillProcess::Command& command);
+    ChildProcess& process() const;
+    void start(ChildProcess::Command command);
 
     Params _params;
     Poco::Logger& _logger;
     std::string _session;
-    std::shared_ptr<SkillProcess> _process;
+    std::shared_ptr<ChildProcess> _process;
     Clock::time_point _lastStartTime;
     // Made at launch only: a catalogue of many skills must not hold pipes.
     std::optional<Poco::Pipe> _pipeIn;

@@ -480,7 +480,7 @@ bool UpdateManager::applySystemUpdates(const UpdateSet& updates)
                        {"--source", update.destination(), "--subsystem", update.subsystem, "--from",
                         update.fromVersion, "--to", update.toVersion, "--destination", installTarget(update),
                         "--filter", update.filter},
-                       ProgramOutput::STDOUT, {{"DISPLAY", ":0"}, {"XAUTHORITY", "/tmp/.Xauthority"}});
+                       ProgramEnvironment{{"DISPLAY", ":0"}, {"XAUTHORITY", "/tmp/.Xauthority"}});
         if (result.exitCode != 0)
         {
             _logger.error("error in " + update.id + ": " + std::to_string(result.exitCode));

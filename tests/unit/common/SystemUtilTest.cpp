@@ -69,6 +69,19 @@ TEST_F(RunProgramTest, PassesArgumentsVerbatim)
     EXPECT_EQ("4|a b||$HOME|'q'|", result.output);
 }
 
+// The variables reach this one program on top of the daemon's environment,
+// and the daemon's own stays as it was.
+TEST_F(RunProgramTest, AddsEnvironmentForOneProgram)
+{
+    const std::string program = dir.script("env", "printf '%s|%s|' \"$DISPLAY\" \"$PEMO_UNIT_ONE\"; test -n \"$PATH\"");
+
+    const ProgramResult result = runProgram(program, {}, {{"DISPLAY", ":0"}, {"PEMO_UNIT_ONE", "x"}});
+
+    EXPECT_TRUE(result.succeeded());
+    EXPECT_EQ(":0|x|", result.output);
+    EXPECT_EQ(nullptr, getenv("PEMO_UNIT_ONE"));
+}
+
 TEST_F(RunProgramTest, FindsABareNameOnThePath)
 {
     dir.script("pemo-unit-probe", "printf found");

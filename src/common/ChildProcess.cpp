@@ -1,4 +1,4 @@
-#include "skill/SkillProcess.h"
+#include "common/ChildProcess.h"
 
 #include <Poco/Environment.h>
 #include <Poco/Exception.h>
@@ -10,7 +10,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <grp.h>
-#include <sys/syscall.h>
+#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -67,7 +67,7 @@ struct ExecImage
     std::vector<char*> argv;
     std::vector<char*> envp;
 
-    explicit ExecImage(const SkillProcess::Command& command)
+    explicit ExecImage(const ChildProcess::Command& command)
     {
         path = resolve(command.executable);
         std::map<std::string, std::string> environment = inherited();
@@ -108,19 +108,29 @@ struct ExecImage
     }
 };
 
-// Only the child's own streams and the status pipe survive into the skill:
-// the daemon's sockets and other children's pipes must not leak.
-void closeInheritedDescriptors(int keep)
+[[noreturn]] void failChild(int status, int step)
 {
-#ifdef SYS_close_range
-    if (syscall(SYS_close_range, 3U, static_cast<unsigned>(keep) - 1U, 0U) == 0 &&
-        syscall(SYS_close_range, static_cast<unsigned>(keep) + 1U, ~0U, 0U) == 0)
-        return;
-#endif
-    const long max = sysconf(_SC_OPEN_MAX);
-    for (int fd = 3; fd < max && fd < 65536; ++fd)
-        if (fd != keep)
-            close(fd);
+    const ChildFailure failure{step, errno};
+    ssize_t ignored = write(status, &failure, sizeof failure);
+    (void)ignored;
+    _exit(127);
+}
+
+// Only the child's own streams and the status pipe survive into the
+// program: the daemon's sockets and other children's pipes must not leak.
+// closefrom is one close_range call, or a walk of /proc/self/fd where the
+// kernel lacks it; closing every number up to the open-file limit would cost
+// a million calls where the limit is that high. The status pipe moves to 3,
+// still closed on exec.
+void closeInheritedDescriptors(int& status)
+{
+    if (status != 3)
+    {
+        if (dup3(status, 3, O_CLOEXEC) < 0)
+            failChild(status, STEP_PIPES);
+        status = 3;
+    }
+    closefrom(4);
 }
 
 // Signal handling is inherited across fork and partly across exec: the
@@ -135,30 +145,30 @@ void resetSignals()
         std::signal(signal, SIG_DFL);
 }
 
-[[noreturn]] void failChild(int status, int step)
+bool redirectStreams(const ChildProcess::Command& command)
 {
-    const ChildFailure failure{step, errno};
-    ssize_t ignored = write(status, &failure, sizeof failure);
-    (void)ignored;
-    _exit(127);
+    const int streams[] = {command.input, command.output, command.error};
+    for (int target = 0; target < 3; ++target)
+        if (streams[target] != ChildProcess::INHERIT && dup2(streams[target], target) < 0)
+            return false;
+    return true;
 }
 
 // Runs in the child between fork and exec: async-signal-safe calls only.
-[[noreturn]] void execChild(const SkillProcess::Command& command, const ExecImage& image, int in, int out,
-                            int status)
+[[noreturn]] void execChild(const ChildProcess::Command& command, const ExecImage& image, int status)
 {
     resetSignals();
-    if (dup2(in, 0) < 0 || dup2(out, 1) < 0 || dup2(out, 2) < 0)
+    if (!redirectStreams(command))
         failChild(status, STEP_PIPES);
     closeInheritedDescriptors(status);
-    const SkillProcess::Identity& identity = command.identity;
+    const ChildProcess::Identity& identity = *command.identity;
     if (setgroups(identity.groups.size(), identity.groups.data()) != 0)
         failChild(status, STEP_GROUPS);
     if (setgid(identity.gid) != 0)
         failChild(status, STEP_GID);
     if (setuid(identity.uid) != 0)
         failChild(status, STEP_UID);
-    if (chdir(command.workingDirectory.c_str()) != 0)
+    if (!command.workingDirectory.empty() && chdir(command.workingDirectory.c_str()) != 0)
         failChild(status, STEP_DIRECTORY);
     execve(image.path.c_str(), image.argv.data(), image.envp.data());
     failChild(status, STEP_EXEC);
@@ -175,12 +185,11 @@ bool readFailure(int status, ChildFailure& failure)
     return n == static_cast<ssize_t>(sizeof failure);
 }
 
-} // namespace
-
-std::shared_ptr<SkillProcess> SkillProcess::launch(const Command& command, const Poco::Pipe& in,
-                                                   const Poco::Pipe& out)
+// A change of user needs fork: the steps run in a child with its own copy
+// of the daemon's memory. Every other child is spawned, which shares the
+// memory until exec instead of copying the daemon's page tables.
+pid_t forkChild(const ChildProcess::Command& command, const ExecImage& image)
 {
-    const ExecImage image(command);
     int status[2];
     if (pipe2(status, O_CLOEXEC) != 0)
         throw systemError("Cannot create status pipe", errno);
@@ -194,38 +203,82 @@ std::shared_ptr<SkillProcess> SkillProcess::launch(const Command& command, const
         throw systemError("Cannot fork", error);
     }
     if (pid == 0)
-        execChild(command, image, in.readHandle(), out.writeHandle(), status[1]);
+        execChild(command, image, status[1]);
 
     close(status[1]);
     ChildFailure failure{0, 0};
     const bool failed = readFailure(status[0], failure);
     close(status[0]);
-    std::shared_ptr<SkillProcess> process(new SkillProcess(pid));
     if (failed)
     {
-        process->wait();
+        int ignored = 0;
+        while (waitpid(pid, &ignored, 0) < 0 && errno == EINTR)
+            ;
         throw systemError(std::string(stepName(failure.step)) + " " + image.path, failure.error);
     }
-    return process;
+    return pid;
 }
 
-SkillProcess::SkillProcess(pid_t pid) : _pid(pid), _reaped(false), _exitCode(-1)
+// The same steps as execChild, as file actions and attributes of
+// posix_spawn; the step that failed is not told apart, only the error.
+pid_t spawnChild(const ChildProcess::Command& command, const ExecImage& image)
+{
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    const int streams[] = {command.input, command.output, command.error};
+    for (int target = 0; target < 3; ++target)
+        if (streams[target] != ChildProcess::INHERIT)
+            posix_spawn_file_actions_adddup2(&actions, streams[target], target);
+    if (!command.workingDirectory.empty())
+        posix_spawn_file_actions_addchdir_np(&actions, command.workingDirectory.c_str());
+    posix_spawn_file_actions_addclosefrom_np(&actions, 3);
+
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    sigset_t signals;
+    sigemptyset(&signals);
+    posix_spawnattr_setsigmask(&attributes, &signals);
+    for (int signal : {SIGPIPE, SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGCHLD})
+        sigaddset(&signals, signal);
+    posix_spawnattr_setsigdefault(&attributes, &signals);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+
+    pid_t pid = 0;
+    const int error = posix_spawn(&pid, image.path.c_str(), &actions, &attributes, image.argv.data(),
+                                  image.envp.data());
+    posix_spawnattr_destroy(&attributes);
+    posix_spawn_file_actions_destroy(&actions);
+    if (error != 0)
+        throw systemError("spawn " + image.path, error);
+    return pid;
+}
+
+} // namespace
+
+std::shared_ptr<ChildProcess> ChildProcess::launch(const Command& command)
+{
+    const ExecImage image(command);
+    const pid_t pid = command.identity ? forkChild(command, image) : spawnChild(command, image);
+    return std::shared_ptr<ChildProcess>(new ChildProcess(pid));
+}
+
+ChildProcess::ChildProcess(pid_t pid) : _pid(pid), _reaped(false), _exitCode(-1)
 {
 }
 
-SkillProcess::~SkillProcess() = default;
+ChildProcess::~ChildProcess() = default;
 
-pid_t SkillProcess::pid() const
+pid_t ChildProcess::pid() const
 {
     return _pid;
 }
 
-bool SkillProcess::reaped() const
+bool ChildProcess::reaped() const
 {
     return _reaped;
 }
 
-int SkillProcess::wait()
+int ChildProcess::wait()
 {
     if (_reaped)
         return _exitCode;
@@ -241,7 +294,7 @@ int SkillProcess::wait()
     return _exitCode;
 }
 
-void SkillProcess::signal(int signal)
+void ChildProcess::signal(int signal)
 {
     if (_reaped)
         throw systemError("Cannot signal process " + Poco::NumberFormatter::format(_pid), ESRCH);

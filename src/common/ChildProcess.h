@@ -1,9 +1,8 @@
 #pragma once
 
-#include <Poco/Pipe.h>
-
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <sys/types.h>
 #include <vector>
@@ -11,10 +10,13 @@
 namespace pemo {
 namespace system {
 
-/// A child process started under a given user and group, and its exit.
+/// A child process of the daemon, and its exit. Every program the daemon
+/// starts (services, skills, the helpers of runProgram) goes through
+/// launch(), which closes every inherited descriptor above the standard
+/// streams in one call, however high the open-file limit is.
 ///
 /// Not thread-safe: the owner serialises wait() and signal().
-class SkillProcess
+class ChildProcess
 {
 public:
     /// Who the child runs as.
@@ -26,33 +28,43 @@ public:
         std::vector<gid_t> groups;
     };
 
+    /// A descriptor that the child keeps the daemon's own stream for.
+    static constexpr int INHERIT = -1;
+
     struct Command
     {
-        /// A path, or a name looked up on the daemon's PATH.
+        /// A path, or a name looked up on the daemon's PATH. It is also the
+        /// child's argv[0].
         std::string executable;
         std::vector<std::string> arguments;
+        /// Empty: the daemon's own.
         std::string workingDirectory;
         /// Added to the daemon's own environment, replacing variables of the
         /// same name.
         std::map<std::string, std::string> environment;
-        Identity identity;
+        /// None: the daemon's own user and groups.
+        std::optional<Identity> identity;
+        /// What becomes the child's standard input, output and error;
+        /// INHERIT keeps the daemon's. One descriptor may serve several.
+        int input = INHERIT;
+        int output = INHERIT;
+        int error = INHERIT;
     };
 
-    /// Starts command with standard input reading in and standard output
-    /// and error writing out. The child drops to the identity, then changes
-    /// to the working directory, then executes, with every signal unblocked
-    /// and the usual ones at their default action. Throws
+    /// Starts command. The child drops to the identity (when one is given),
+    /// then changes to the working directory, then executes, with every
+    /// signal unblocked and the usual ones at their default action, and
+    /// with no descriptor of the daemon's but its three streams. Throws
     /// Poco::SystemException when the child cannot be created or any of
-    /// those steps fails in it (the text names the step and the error); the
+    /// those steps fails in it (the text names the step and the error); a
     /// failed child is reaped before that. The caller closes its copies of
-    /// the child's pipe ends.
-    static std::shared_ptr<SkillProcess> launch(const Command& command, const Poco::Pipe& in,
-                                                const Poco::Pipe& out);
+    /// the descriptors it handed over.
+    static std::shared_ptr<ChildProcess> launch(const Command& command);
 
-    ~SkillProcess();
+    ~ChildProcess();
 
-    SkillProcess(const SkillProcess&) = delete;
-    SkillProcess& operator=(const SkillProcess&) = delete;
+    ChildProcess(const ChildProcess&) = delete;
+    ChildProcess& operator=(const ChildProcess&) = delete;
 
     pid_t pid() const;
     /// True once wait() has collected the exit status.
@@ -70,7 +82,7 @@ public:
     void signal(int signal);
 
 private:
-    explicit SkillProcess(pid_t pid);
+    explicit ChildProcess(pid_t pid);
 
     pid_t _pid;
     bool _reaped;
