@@ -80,8 +80,11 @@ void ServiceCore::initialize(Poco::Util::Application& app)
     params->setMaxThreads(std::max(1, config.getInt("pemo.http.threads", 16)));
     params->setMaxQueued(config.getInt("pemo.http.queue", 64));
     params->setKeepAlive(true);
+    // Idle connections give their workers up to new ones anyway; the
+    // time-out only bounds how long an idle one holds a thread and a socket.
+    params->setKeepAliveTimeout(Poco::Timespan(std::max(1, config.getInt("pemo.http.keep_alive_timeout", 5)), 0));
     _impl->pool = std::make_unique<Poco::ThreadPool>(std::min(2, params->getMaxThreads()), params->getMaxThreads());
-    _impl->server = std::make_unique<Poco::Net::HTTPServer>(new RequestHandlerFactory(*this), *_impl->pool, socket,
+    _impl->server = std::make_unique<HTTPServer>(new RequestHandlerFactory(*this), *_impl->pool, socket,
                                                            params);
     logger().information(_impl->name + " will serve on " + host + ":" + std::to_string(_impl->port));
     onInitialize(app);

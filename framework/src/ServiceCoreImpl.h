@@ -1,12 +1,12 @@
 #pragma once
 
+#include "HTTPServer.h"
 #include "RouteTable.h"
 #include "SessionStore.h"
 
 #include "pemo/ServiceRegistryClient.h"
 
 #include <Poco/Logger.h>
-#include <Poco/Net/HTTPServer.h>
 #include <Poco/Net/ServerSocket.h>
 #include <Poco/Net/SocketAddress.h>
 #include <Poco/Net/SocketReactor.h>
@@ -38,7 +38,7 @@ struct ServiceCoreImpl
     std::vector<Port*> ports;
     std::string ownToken;
     std::unique_ptr<Poco::ThreadPool> pool;
-    std::unique_ptr<Poco::Net::HTTPServer> server;
+    std::unique_ptr<HTTPServer> server;
     // The server's listening socket, closed as soon as serving stops.
     Poco::Net::ServerSocket listener;
     // Where the server listens; requests to it from this process are

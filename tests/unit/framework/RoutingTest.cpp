@@ -4,7 +4,16 @@
 #include "pemo/BodyReader.h"
 #include "pemo/HTTPExchange.h"
 
+#include <Poco/Net/HTTPClientSession.h>
+#include <Poco/Net/HTTPRequest.h>
+#include <Poco/Net/HTTPResponse.h>
+#include <Poco/StreamCopier.h>
+
 #include <gtest/gtest.h>
+
+#include <chrono>
+#include <memory>
+#include <vector>
 
 #include <mutex>
 
@@ -233,4 +242,32 @@ TEST(RequestBodyBoundTest, BodiesPastTheConfiguredBoundNeverReachAHandlerWhole)
     EXPECT_EQ(request(service.port(), "POST", "/body", "", bound + "b").status, 413);
     EXPECT_EQ(request(service.port(), "POST", "/body", "", bound, true).body, bound);
     EXPECT_EQ(request(service.port(), "POST", "/body", "", bound + "b", true).status, 413);
+}
+
+// Every worker held by an idle kept-alive connection, and one more such
+// connection: each new connection is still answered at once, not after a
+// keep-alive time-out.
+TEST(KeepAliveTest, IdleKeepAliveConnectionsDoNotStarveNewOnes)
+{
+    EchoHandler echo("echo");
+    TestService service([&](TestService& s) { s.registerHandler("^/echo$", &echo); },
+                        {{"pemo.http.threads", "2"}, {"pemo.http.keep_alive_timeout", "30"}});
+    service.startAll();
+    const auto started = std::chrono::steady_clock::now();
+    std::vector<std::unique_ptr<Poco::Net::HTTPClientSession>> idle;
+    for (int i = 0; i < 3; ++i)
+    {
+        idle.push_back(std::make_unique<Poco::Net::HTTPClientSession>("127.0.0.1", service.port()));
+        idle.back()->setKeepAlive(true);
+        idle.back()->setTimeout(Poco::Timespan(10, 0));
+        Poco::Net::HTTPRequest get(Poco::Net::HTTPRequest::HTTP_GET, "/echo", Poco::Net::HTTPMessage::HTTP_1_1);
+        get.set(HTTP_HEADER_AUTHENTICATION, "trusted");
+        idle.back()->sendRequest(get);
+        Poco::Net::HTTPResponse response;
+        std::string body;
+        Poco::StreamCopier::copyToString(idle.back()->receiveResponse(response), body);
+        ASSERT_EQ("echo", body);
+    }
+    EXPECT_EQ(200, request(service.port(), "GET", "/echo", "trusted").status);
+    EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::milliseconds(500));
 }
