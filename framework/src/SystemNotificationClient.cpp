@@ -47,8 +47,11 @@ SystemNotificationClient::~SystemNotificationClient()
 
 void SystemNotificationClient::setAuthentication(const std::string& token)
 {
-    std::lock_guard<std::mutex> lock(_mutex);
-    _token = token;
+    {
+        std::lock_guard<std::mutex> lock(_mutex);
+        _token = token;
+    }
+    wakeLookup();
 }
 
 std::string SystemNotificationClient::authentication() const
@@ -75,18 +78,43 @@ bool SystemNotificationClient::post(const ServiceRecord& record, const std::stri
     }
     catch (const Poco::Exception& e)
     {
-        _logger.debug("SystemNotificationClient::postNotification " + e.displayText() + "; not posted");
-        return false;
+        _logger.debug("SystemNotificationClient::postNotification " + e.displayText() +
+                      "; not posted, looking the system manager up again");
     }
+    _recordStale = true;
+    wakeLookup();
+    return false;
 }
 
 void SystemNotificationClient::initialize()
 {
+    {
+        std::lock_guard<std::mutex> lock(_timerMutex);
+        _initialized = true;
+    }
+    wakeLookup();
+}
+
+// The timer stops itself once it has nothing left to do (see
+// onLookupTimer), so it is started again from here; never called on the
+// timer's own thread, which could not stop itself.
+void SystemNotificationClient::wakeLookup()
+{
+    std::lock_guard<std::mutex> lock(_timerMutex);
+    if (!_initialized || _shutdown || _lookupRunning)
+        return;
+    _lookupRunning = true;
+    _lookupTimer.stop();
+    _lookupTimer.setPeriodicInterval(LOOKUP_TICK_MS);
     _lookupTimer.start(Poco::TimerCallback<SystemNotificationClient>(*this, &SystemNotificationClient::onLookupTimer));
 }
 
 void SystemNotificationClient::shutdown()
 {
+    {
+        std::lock_guard<std::mutex> lock(_timerMutex);
+        _shutdown = true;
+    }
     _lookupTimer.stop();
     std::lock_guard<std::mutex> lock(_mutex);
     _subscription->current.reset();
@@ -96,6 +124,7 @@ void SystemNotificationClient::shutdown()
 void SystemNotificationClient::addObserver(const Poco::AbstractObserver& observer)
 {
     _center.addObserver(observer);
+    wakeLookup();
 }
 
 void SystemNotificationClient::removeObserver(const Poco::AbstractObserver& observer)
@@ -130,28 +159,47 @@ ServiceRecord SystemNotificationClient::findSystemManager()
     return systemManagerRecord();
 }
 
-// Looks the system manager up every tick until it is known and every ten
-// seconds after (it may move), and keeps a subscription while anyone
-// listens. The handshake is made without the lock: when the system manager
-// subscribes to itself it needs one of its own HTTP workers, and those may
-// all be waiting for a post that needs the lock for its token.
+// Looks the system manager up every tick until it is known and keeps a
+// subscription while anyone listens, looking again every ten seconds (it may
+// move). With the record known and nobody listening there is nothing to do:
+// the timer stops, and a failed post or a new observer starts it again. The
+// handshake is made without the lock: when the system manager subscribes to
+// itself it needs one of its own HTTP workers, and those may all be waiting
+// for a post that needs the lock for its token.
 void SystemNotificationClient::onLookupTimer(Poco::Timer&)
 {
     const auto now = std::chrono::steady_clock::now();
     ServiceRecord record = systemManagerRecord();
-    if (record.name.empty() || now - _subscription->lastLookup >= KNOWN_LOOKUP_INTERVAL)
+    if (record.name.empty() || _recordStale.exchange(false) ||
+        now - _subscription->lastLookup >= KNOWN_LOOKUP_INTERVAL)
     {
         _subscription->lastLookup = now;
         record = findSystemManager();
     }
+    if (record.name.empty())
+        return;
+    if (!_center.hasObservers())
+        return stopLookup();
     const std::string token = authentication();
-    if (record.name.empty() || token.empty() || !_center.hasObservers())
+    if (token.empty())
         return;
     {
         std::lock_guard<std::mutex> lock(_mutex);
         if (_subscription->current && !_subscription->current->dead())
             return;
     }
+    subscribe(record, token);
+}
+
+void SystemNotificationClient::stopLookup()
+{
+    std::lock_guard<std::mutex> lock(_timerMutex);
+    _lookupRunning = false;
+    _lookupTimer.restart(0);
+}
+
+void SystemNotificationClient::subscribe(const ServiceRecord& record, const std::string& token)
+{
     std::unique_ptr<SystemNotificationSubscription> fresh;
     try
     {

@@ -141,9 +141,11 @@ void SystemManager::onInitialize(Poco::Util::Application& app)
     // Notifications posted to this very service must pass its own
     // authentication like any other caller's.
     _snc.setAuthentication(authenticationToken());
+    // No observer: the system manager relays notifications and has no use
+    // for them itself, and a client with an observer would keep a WebSocket
+    // to this very service that every broadcast is framed, sent and
+    // dispatched once more over, for nobody.
     _snc.initialize();
-    _snc.addObserver(
-        Poco::NObserver<SystemManager, pemo::SystemNotificationEvent>(*this, &SystemManager::onSystemNotification));
 
     createManagers(app.config());
     _serviceManager->addObserver(
@@ -360,10 +362,6 @@ void SystemManager::onStop()
 void SystemManager::onRefreshServiceConnectionsTimer(Poco::Timer&)
 {
     _reg.refreshRecords(std::chrono::steady_clock::now());
-}
-
-void SystemManager::onSystemNotification(const Poco::AutoPtr<pemo::SystemNotificationEvent>&)
-{
 }
 
 void SystemManager::onCreateSession(std::shared_ptr<pemo::Session> session)

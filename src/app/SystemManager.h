@@ -110,10 +110,6 @@ public:
     /// that cannot be written gives an empty text.
     std::string onHealth() override;
 
-    /// Observes the system notifications relayed back to this service; they
-    /// need no action here.
-    void onSystemNotification(const Poco::AutoPtr<pemo::SystemNotificationEvent>& event);
-
     /// Keeps the registry record alive; runs on the timer's thread.
     void onRefreshServiceConnectionsTimer(Poco::Timer& timer);
 

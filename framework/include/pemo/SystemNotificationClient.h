@@ -12,6 +12,7 @@
 
 #include <cereal/archives/json.hpp>
 
+#include <atomic>
 #include <memory>
 #include <mutex>
 #include <sstream>
@@ -23,9 +24,12 @@ namespace pemo {
 /// ones it relays as SystemNotificationEvents to observers.
 ///
 /// The client finds the system manager through the registry record
-/// "system-manager", polled five times a second until found and every ten seconds
-/// after. With observers added and an authentication token set it keeps one
-/// WebSocket subscription to the notification port on the socket reactor.
+/// "system-manager", polled five times a second until found. A client with
+/// no observers then stops looking until a post fails (the system manager
+/// may have moved) or an observer is added, and subscribes to nothing. With
+/// observers and an authentication token it keeps one WebSocket
+/// subscription to the notification port on the socket reactor, and looks
+/// the record up again every ten seconds.
 class SystemNotificationClient
 {
 public:
@@ -57,8 +61,9 @@ public:
 
     /// Posts the notification to the system manager's "system_notify" route.
     /// True exactly when it answered 204. False when the system manager is
-    /// not known yet or a Poco::Exception occurred on the way; an
-    /// uninitialised notification throws std::logic_error.
+    /// not known yet or a Poco::Exception occurred on the way (the client
+    /// then looks it up again); an uninitialised notification throws
+    /// std::logic_error.
     template <const char* Type, class Data>
     bool postNotification(const SystemNotification<Type, Data>& notification)
     {
@@ -81,6 +86,11 @@ private:
     /// on any Poco::Exception (logged at debug level).
     bool post(const ServiceRecord& record, const std::string& body);
     void onLookupTimer(Poco::Timer& timer);
+    /// Called on the timer's thread: the timer ends after this tick.
+    void stopLookup();
+    /// Starts the timer unless it runs; never on the timer's thread.
+    void wakeLookup();
+    void subscribe(const ServiceRecord& record, const std::string& token);
     ServiceRecord findSystemManager();
 
     ServiceRegistryClient& _registry;
@@ -90,6 +100,13 @@ private:
     mutable std::mutex _mutex;
     ServiceRecord _sysMgrRecord;
     std::string _token;
+    /// Guards the timer's start and stop and the three flags.
+    std::mutex _timerMutex;
+    bool _initialized = false;
+    bool _shutdown = false;
+    bool _lookupRunning = false;
+    /// Set by a failed post: the next tick looks the record up again.
+    std::atomic<bool> _recordStale{false};
     Poco::Timer _lookupTimer;
     std::unique_ptr<Subscription> _subscription;
 };

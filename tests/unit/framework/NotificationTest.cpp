@@ -8,6 +8,7 @@
 
 #include <Poco/Event.h>
 #include <Poco/NObserver.h>
+#include <Poco/Net/ServerSocket.h>
 #include <Poco/StreamCopier.h>
 
 #include <gtest/gtest.h>
@@ -197,6 +198,27 @@ TEST_F(NotificationClientTest, PostIsFalseUntilTheSystemManagerIsLookedUpThenTru
     sink.status = Poco::Net::HTTPResponse::HTTP_SERVICE_UNAVAILABLE;
     EXPECT_FALSE(client->postNotification(probe));
     EXPECT_THROW(client->postNotification(Probe()), std::logic_error);
+}
+
+// Once the record is known nothing polls the registry; a post that cannot
+// reach the recorded address is what sends the client looking again, so the
+// moved system manager is found at once rather than at a periodic look-up.
+TEST_F(NotificationClientTest, FailedPostLooksTheSystemManagerUpAgain)
+{
+    Poco::UInt16 gone = 0;
+    {
+        Poco::Net::ServerSocket closed(Poco::Net::SocketAddress("127.0.0.1", 0));
+        gone = closed.address().port();
+    }
+    store.put(ServiceRecord{"system-manager", "127.0.0.1", gone, "/", 30, ""});
+    client->initialize();
+    ASSERT_TRUE(eventually([&] { return client->systemManagerRecord().port == gone; }));
+    announceManager();
+    const Probe probe(NotificationChannel::GENERAL, ProbeData{"moved", 0});
+    EXPECT_FALSE(client->postNotification(probe));
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_TRUE(eventually([&] { return client->postNotification(probe); }));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
 }
 
 TEST_F(NotificationClientTest, ObserversReceiveWhatThePortBroadcasts)
