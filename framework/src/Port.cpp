@@ -7,6 +7,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
+#include <poll.h>
 #include <thread>
 #include <vector>
 
@@ -136,25 +137,36 @@ private:
         }
     }
 
+    // One poll call per round over the subscribers that have frames: a
+    // poll per subscriber per frame would make and destroy an epoll
+    // instance each time. The round's subscribers stay alive while the
+    // lock is released, even when they are dropped meanwhile.
     bool sendRound(std::unique_lock<std::mutex>& lock)
     {
-        bool sent = false;
-        const auto round = _subscribers;
-        for (const auto& subscriber : round)
+        _round.clear();
+        _pollSet.clear();
+        for (const auto& subscriber : _subscribers)
         {
             if (!subscriber->hasFrames())
                 continue;
-            lock.unlock();
-            const bool ready = subscriber->writable();
-            lock.lock();
+            _round.push_back(subscriber);
+            _pollSet.push_back(pollfd{subscriber->descriptor(), POLLOUT, 0});
+        }
+        lock.unlock();
+        const int ready = ::poll(_pollSet.data(), _pollSet.size(), 0);
+        lock.lock();
+        bool sent = false;
+        for (std::size_t i = 0; ready > 0 && i < _round.size(); ++i)
+        {
             PortSubscriber::Frame frame;
-            if (!ready || !subscriber->takeFrame(frame))
+            if (_pollSet[i].revents == 0 || !_round[i]->takeFrame(frame))
                 continue;
             lock.unlock();
-            subscriber->send(frame);
+            _round[i]->send(frame);
             lock.lock();
             sent = true;
         }
+        _round.clear();
         return sent;
     }
 
@@ -174,6 +186,9 @@ private:
     std::condition_variable _drained;
     std::vector<std::shared_ptr<PortSubscriber>> _subscribers;
     std::vector<std::shared_ptr<PortSubscriber>> _graveyard;
+    // The sender's working set for one round, kept to reuse its storage.
+    std::vector<std::shared_ptr<PortSubscriber>> _round;
+    std::vector<pollfd> _pollSet;
     bool _closed;
     bool _stopping = false;
     bool _sending = false;

@@ -91,17 +91,9 @@ bool PortSubscriber::hasFrames() const
     return !_queue.empty() && !_dead;
 }
 
-bool PortSubscriber::writable()
+int PortSubscriber::descriptor() const
 {
-    try
-    {
-        return !_dead && _socket.poll(Poco::Timespan(0), Poco::Net::Socket::SELECT_WRITE);
-    }
-    catch (const Poco::Exception&)
-    {
-        kill();
-        return false;
-    }
+    return _dead ? -1 : static_cast<int>(_socket.impl()->sockfd());
 }
 
 bool PortSubscriber::send(const Frame& frame)

@@ -44,8 +44,8 @@ public:
     bool takeFrame(Frame& frame);
     bool hasFrames() const;
 
-    /// True when the socket can take a frame now without blocking.
-    bool writable();
+    /// The socket's descriptor, for the port's poll set; -1 once dead.
+    int descriptor() const;
     /// Sends one frame; false (and the subscriber marked dead) on failure.
     bool send(const Frame& frame);
 
