@@ -4,31 +4,25 @@ namespace pemo {
 
 void RouteTable::addHandler(const std::string& regex, HTTPRequestHandler* handler)
 {
-    auto expression = std::make_unique<Poco::RegularExpression>(regex);
-    std::lock_guard<std::mutex> lock(_mutex);
-    _entries.push_back(Entry{std::move(expression), handler, nullptr});
+    _entries.push_back(Entry{std::make_unique<Poco::RegularExpression>(regex), handler, nullptr});
 }
 
 void RouteTable::addPort(const std::string& regex, Port& port)
 {
-    auto expression = std::make_unique<Poco::RegularExpression>(regex);
-    std::lock_guard<std::mutex> lock(_mutex);
-    _entries.push_back(Entry{std::move(expression), nullptr, &port});
+    _entries.push_back(Entry{std::make_unique<Poco::RegularExpression>(regex), nullptr, &port});
 }
 
 void RouteTable::clear()
 {
-    std::lock_guard<std::mutex> lock(_mutex);
     _entries.clear();
 }
 
 RouteTable::Match RouteTable::match(const std::string& path) const
 {
-    std::lock_guard<std::mutex> lock(_mutex);
     Match result;
+    Poco::RegularExpression::MatchVec groups;
     for (const auto& entry : _entries)
     {
-        Poco::RegularExpression::MatchVec groups;
         if (entry.regex->match(path, 0, groups) == 0)
             continue;
         result.handler = entry.handler;

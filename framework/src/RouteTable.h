@@ -6,13 +6,16 @@
 #include <Poco/RegularExpression.h>
 
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
 namespace pemo {
 
 /// Path expressions and what they lead to, matched in registration order.
+///
+/// Filled while the service initialises and cleared once it has stopped,
+/// never while requests are served: match() takes no lock, so every request
+/// can match at once.
 class RouteTable
 {
 public:
@@ -41,7 +44,6 @@ private:
         Port* port;
     };
 
-    mutable std::mutex _mutex;
     std::vector<Entry> _entries;
 };
 

@@ -83,7 +83,9 @@ public:
 
 protected:
     /// Routes paths matching regex to handler. The caller keeps ownership
-    /// and must keep the handler alive until the service is stopped.
+    /// and must keep the handler alive until the service is stopped. Routes
+    /// and ports are registered in onInitialize only: requests look them up
+    /// without a lock.
     /// Throws Poco::RegularExpressionException for a bad expression.
     void registerHandler(const std::string& regex, HTTPRequestHandler* handler);
     /// Subscribes WebSocket clients whose path matches regex to port.
