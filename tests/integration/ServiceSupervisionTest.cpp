@@ -47,6 +47,8 @@ protected:
                 scriptService("mute", 2, R"(, "startup_timeout": 300)") + "," +
                 scriptService("stubborn", 3, R"(, "shutdown_timeout": 500)") + "]";
             config.getObject("SystemManager")->getObject("service")->set("services", Poco::JSON::Parser().parse(services));
+            // The overall state changes are logged at debug.
+            config.getObject("logging")->getObject("loggers")->getObject("system")->set("level", "debug");
         };
         device = std::make_unique<SimDevice>(options);
         device->start();
