@@ -1,9 +1,11 @@
 #include "pemo/util/PipeCleaner.h"
 
 #include <poll.h>
+#include <sys/eventfd.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 
 namespace pemo {
@@ -31,6 +33,7 @@ void PipeCleaner::start(const Poco::Pipe& pipe, const std::string& prefix)
     _pipe = pipe;
     _prefix = prefix;
     _stop = false;
+    _wake = eventfd(0, EFD_CLOEXEC);
     _thread.start(*this);
 }
 
@@ -39,14 +42,22 @@ void PipeCleaner::stop()
     if (!_pipe)
         return;
     _stop = true;
+    const std::uint64_t one = 1;
+    if (_wake >= 0 && ::write(_wake, &one, sizeof one) < 0)
+        _logger.warning(_prefix + "cannot wake the output drain: " + std::strerror(errno) + "; it notices within 100 ms");
     _thread.join();
+    if (_wake >= 0)
+        ::close(_wake);
+    _wake = -1;
     _pipe->close(Poco::Pipe::CLOSE_READ);
     _pipe.reset();
 }
 
-// Reads with poll so that stop() can end the loop even when a grandchild
-// still holds the write end; once stop() is asked, what is already in the
-// pipe is still drained until it has been quiet for one poll interval.
+// Waits on the pipe and the wake-up descriptor without a time-out, so that
+// stop() can end the loop even when a grandchild still holds the write end;
+// once stop() is asked, what is already in the pipe is still drained until
+// it has been quiet for one poll interval. Without an event descriptor it
+// falls back to polling every interval.
 void PipeCleaner::run()
 {
     const int fd = _pipe->readHandle();
@@ -54,8 +65,9 @@ void PipeCleaner::run()
     char buffer[1024];
     for (;;)
     {
-        pollfd pfd{fd, POLLIN, 0};
-        const int ready = ::poll(&pfd, 1, POLL_MS);
+        pollfd pfd[2] = {{fd, POLLIN, 0}, {_wake, POLLIN, 0}};
+        const bool waitForever = !_stop && _wake >= 0;
+        const int ready = ::poll(pfd, waitForever ? 2 : 1, waitForever ? -1 : POLL_MS);
         if (ready < 0 && errno == EINTR)
             continue;
         if (ready < 0)
@@ -63,9 +75,9 @@ void PipeCleaner::run()
             _logger.error(_prefix + "poll on output pipe failed: " + std::strerror(errno) + "; no longer logged");
             break;
         }
-        if (ready == 0)
+        if (ready == 0 || pfd[0].revents == 0)
         {
-            if (_stop)
+            if (ready == 0 && _stop)
                 break;
             continue;
         }

@@ -29,7 +29,8 @@ public:
     void start(const Poco::Pipe& pipe, const std::string& prefix);
     /// Logs what is left, stops reading and joins the thread. Harmless when
     /// not started. Returns within about 100 ms even if the write end stays
-    /// open elsewhere.
+    /// open elsewhere. Until then the thread sleeps while the pipe is quiet:
+    /// an idle child costs no wake-ups.
     void stop();
 
 private:
@@ -41,6 +42,8 @@ private:
     std::string _prefix;
     Poco::Thread _thread;
     std::atomic<bool> _stop;
+    /// Readable once stop() is asked; wakes the thread from its wait.
+    int _wake = -1;
 };
 
 } // namespace util
