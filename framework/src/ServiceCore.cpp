@@ -22,11 +22,32 @@ std::vector<std::string> readList(const Poco::Util::AbstractConfiguration& confi
     return values;
 }
 
+// Nothing is done on the reactor's time-out; it is long so that an idle
+// service does not wake for it.
+const Poco::Timespan REACTOR_TIMEOUT(30, 0);
+
 } // namespace
 
 ServiceCoreImpl::ServiceCoreImpl(const std::string& serviceName)
-    : name(serviceName), logger(Poco::Logger::get(serviceName)), reactorThread(serviceName + ".reactor")
+    : name(serviceName), logger(Poco::Logger::get(serviceName)), reactor(REACTOR_TIMEOUT),
+      reactorThread(serviceName + ".reactor")
 {
+}
+
+void ServiceCoreImpl::startReactor()
+{
+    reactorWakeUp = std::make_unique<ReactorWakeUp>(reactor);
+    reactorThread.start(reactor);
+}
+
+void ServiceCoreImpl::stopReactor()
+{
+    reactor.stop();
+    if (reactorWakeUp)
+        reactorWakeUp->wake();
+    if (reactorThread.isRunning())
+        reactorThread.join();
+    reactorWakeUp.reset();
 }
 
 // A host that never called stop() still must not leave threads running on
@@ -39,9 +60,7 @@ ServiceCoreImpl::~ServiceCoreImpl()
         server->stopAll(true);
         pool->joinAll();
     }
-    reactor.stop();
-    if (reactorThread.isRunning())
-        reactorThread.join();
+    stopReactor();
 }
 
 ServiceCore::ServiceCore(const std::string& name) : _impl(std::make_unique<ServiceCoreImpl>(name))
@@ -106,7 +125,7 @@ void ServiceCore::defineOptions(Poco::Util::OptionSet& options)
 // even those made in onStart before the server takes connections.
 void ServiceCore::start()
 {
-    _impl->reactorThread.start(_impl->reactor);
+    _impl->startReactor();
     LocalServices::instance().add(_impl->address, *this);
     onStart();
     _impl->server->start();
@@ -130,9 +149,7 @@ void ServiceCore::stop()
     _impl->pool->joinAll();
     onStop();
     LocalServices::instance().remove(_impl->address);
-    _impl->reactor.stop();
-    if (_impl->reactorThread.isRunning())
-        _impl->reactorThread.join();
+    _impl->stopReactor();
     for (Port* port : _impl->ports)
         port->close();
     _impl->server.reset();

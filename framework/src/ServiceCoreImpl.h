@@ -1,6 +1,7 @@
 #pragma once
 
 #include "HTTPServer.h"
+#include "ReactorWakeUp.h"
 #include "RouteTable.h"
 #include "SessionStore.h"
 
@@ -28,10 +29,17 @@ struct ServiceCoreImpl
     explicit ServiceCoreImpl(const std::string& name);
     ~ServiceCoreImpl();
 
+    void startReactor();
+    /// Stops the reactor and waits for its thread; harmless when stopped.
+    void stopReactor();
+
     std::string name;
     Poco::Logger& logger;
     ServiceRegistryClient registry;
     Poco::Net::SocketReactor reactor;
+    // Registered while the reactor runs: it lets the reactor wait without
+    // waking up every quarter second, and stop at once.
+    std::unique_ptr<ReactorWakeUp> reactorWakeUp;
     Poco::Thread reactorThread;
     RouteTable routes;
     SessionStore sessions;
