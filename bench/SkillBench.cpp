@@ -127,8 +127,37 @@ std::vector<double> echoRoundTrips(const std::string& message)
     return times;
 }
 
+// Answers 204 and relays nothing: the HTTP round trip that every relayed
+// notification starts with.
+class NoContent : public HTTPRequestHandler
+{
+public:
+    bool allows(const Permissions&) const override { return true; }
+    void post(Request& request, Response& response, const Captures&, SessionPtr) override
+    {
+        Poco::NullOutputStream discard;
+        Poco::StreamCopier::copyStream(request.stream(), discard);
+        response.setStatusAndReason(Poco::Net::HTTPResponse::HTTP_NO_CONTENT);
+        response.send();
+    }
+};
+
+double post(Poco::Net::HTTPClientSession& publisher, const std::string& path, const std::string& message)
+{
+    const auto start = Clock::now();
+    Poco::Net::HTTPRequest request(Poco::Net::HTTPRequest::HTTP_POST, path, Poco::Net::HTTPMessage::HTTP_1_1);
+    request.set(HTTP_HEADER_AUTHENTICATION, "trusted");
+    request.setContentLength(static_cast<std::streamsize>(message.size()));
+    publisher.sendRequest(request) << message;
+    Poco::Net::HTTPResponse response;
+    Poco::NullOutputStream discard;
+    Poco::StreamCopier::copyStream(publisher.receiveResponse(response), discard);
+    return millisecondsSince(start);
+}
+
 void notificationRelay()
 {
+    NoContent noContent;
     std::unique_ptr<Port> port;
     std::shared_ptr<system::SystemNotifier> notifier;
     std::unique_ptr<system::SystemNotifyHandler> handler;
@@ -138,6 +167,7 @@ void notificationRelay()
         handler = std::make_unique<system::SystemNotifyHandler>(notifier);
         s.registerHandler("^/system_notify/?$", handler.get());
         s.registerPort("^/system_notifications/?$", *port);
+        s.registerHandler("^/nothing$", &noContent);
     });
     service.startAll();
     notifier->start();
@@ -157,17 +187,12 @@ void notificationRelay()
     std::vector<char> buffer(65536);
     std::vector<double> first;
     std::vector<double> all;
+    std::vector<double> plain;
     for (int i = 0; i < MESSAGES; ++i)
     {
+        plain.push_back(post(publisher, "/nothing", message));
         const auto start = Clock::now();
-        Poco::Net::HTTPRequest request(Poco::Net::HTTPRequest::HTTP_POST, "/system_notify",
-                                       Poco::Net::HTTPMessage::HTTP_1_1);
-        request.set(HTTP_HEADER_AUTHENTICATION, "trusted");
-        request.setContentLength(static_cast<std::streamsize>(message.size()));
-        publisher.sendRequest(request) << message;
-        Poco::Net::HTTPResponse response;
-        Poco::NullOutputStream discard;
-        Poco::StreamCopier::copyStream(publisher.receiveResponse(response), discard);
+        post(publisher, "/system_notify", message);
         receive(*subscribers[0], buffer);
         first.push_back(millisecondsSince(start));
         for (int s = 1; s < SUBSCRIBERS; ++s)
@@ -185,8 +210,14 @@ void notificationRelay()
     std::printf("notification relay, %d messages, %d subscribers: to the first p50 %.3f ms p99 %.3f ms; "
                 "to all ten p99 %.3f ms\n",
                 MESSAGES, SUBSCRIBERS, p50, p99, percentile(all, 0.99));
-    std::printf("  loopback WebSocket echo: p50 %.3f ms p99 %.3f ms; ratio p50 %.2f x, p99 %.2f x (target p99 < 5)\n",
+    std::printf("  loopback WebSocket echo: p50 %.3f ms p99 %.3f ms; ratio p50 %.2f x, p99 %.2f x (target p99 at most 3)\n",
                 echo50, echo99, p50 / echo50, p99 / echo99);
+    // The relay starts with an HTTP round trip that the echo does not make;
+    // no relay can be faster than that round trip.
+    const double plain99 = percentile(plain, 0.99);
+    std::printf("  floor: the POST round trip alone (204, nothing relayed): p99 %.3f ms, %.2f x the echo's p99; "
+                "the relay's p99 is %.2f x that floor\n",
+                plain99, plain99 / echo99, p99 / plain99);
 }
 
 void installSkills(const std::string& root)
