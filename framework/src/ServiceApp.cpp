@@ -165,13 +165,14 @@ int ServiceApp::main(const std::vector<std::string>&)
         logger().fatal("Module does not provide a service named " + name + "; exiting");
         return EXIT_SOFTWARE;
     }
-    core->start();
-    // Blocked before the supervisor hears of the start-up, so that a SIGTERM
-    // it sends at once is waited for, not taken with the default action. Only
-    // this thread blocks them: the service's threads, made in start(), and
-    // the children they launch keep the default.
+    // Blocked before the service makes its threads, which inherit the mask:
+    // a termination signal is then waited for here, never taken with the
+    // default action by whichever thread the kernel picks, even one sent the
+    // moment the supervisor hears of the start-up. Children get a clean mask
+    // from the launcher.
     const sigset_t termination = terminationSignals();
     pthread_sigmask(SIG_BLOCK, &termination, nullptr);
+    core->start();
     signalStartup();
     int received = 0;
     sigwait(&termination, &received);
