@@ -1,11 +1,13 @@
 #include "network/Udhcpc.h"
 
+#include "common/ChildProcess.h"
 #include "common/SystemUtil.h"
 
 #include <Poco/Process.h>
 
 #include <cerrno>
 #include <csignal>
+#include <memory>
 #include <sstream>
 #include <thread>
 #include <vector>
@@ -40,18 +42,13 @@ Udhcpc::Udhcpc(const Params& params) : _params(params), _logger(Poco::Logger::ge
 
 void Udhcpc::start()
 {
-    Poco::ProcessHandle handle = Poco::Process::launch(_params.executable, std::vector<std::string>{_params.arguments});
+    ChildProcess::Command command;
+    command.executable = _params.executable;
+    command.arguments = {_params.arguments};
+    const std::shared_ptr<ChildProcess> child = ChildProcess::launch(command);
     // Nothing waits for the client, but an unreaped one would stay a zombie
     // that pgrep still finds and kill() still "signals".
-    std::thread([handle]() mutable {
-        try
-        {
-            handle.wait();
-        }
-        catch (const Poco::Exception&)
-        {
-        }
-    }).detach();
+    std::thread([child]() { child->wait(); }).detach();
 }
 
 bool Udhcpc::isRunning()
