@@ -449,8 +449,11 @@ std::string UpdateManager::checkDependencies(const UpdateSet& selected,
 {
     for (const auto& update : selected)
     {
-        for (const auto& [subsystem, version] : update.dependencies)
+        for (const auto& dependency : update.dependencies)
         {
+            // Named copies: a lambda cannot capture structured bindings in C++17.
+            const std::string& subsystem = dependency.first;
+            const std::string& version = dependency.second;
             const bool inSet = std::any_of(selected.begin(), selected.end(), [&](const Update& other) {
                 return other.subsystem == subsystem && other.toVersion == version;
             });
