@@ -95,6 +95,26 @@ void writeFile(const std::string& path, const std::string& content)
         throw std::runtime_error("cannot write " + path);
 }
 
+// A sanitized daemon writes each report to log/sanitizer.PID (see the
+// simulator's device-init); a report, leaks at exit included, fails the
+// test that stopped the device.
+void failOnSanitizerReports(const std::string& logDir)
+{
+    std::vector<std::string> names;
+    Poco::File dir(logDir);
+    if (dir.exists())
+        dir.list(names);
+    for (const auto& name : names)
+    {
+        if (name.rfind("sanitizer.", 0) != 0)
+            continue;
+        std::string report = readFile(logDir + "/" + name);
+        if (report.size() > 16384)
+            report = report.substr(0, 16384) + "\n[...]";
+        ADD_FAILURE() << "a daemon of the device wrote a sanitizer report (" << name << "):\n" << report;
+    }
+}
+
 } // namespace
 
 SimDevice::SimDevice(SimOptions options) : _options(std::move(options))
@@ -249,6 +269,8 @@ int SimDevice::stop()
             waitForExit(5);
         }
     }
+    if (!_runDir.empty())
+        failOnSanitizerReports(_stateDir + "/log");
     if (!_runDir.empty() && !_options.keepFiles)
     {
         if (std::getenv("PEMO_SIM_KEEP") != nullptr || ::testing::UnitTest::GetInstance()->Failed())
