@@ -122,6 +122,13 @@ SystemManager::SystemManager()
 
 SystemManager::~SystemManager()
 {
+    // The four service handlers outlive onUninitialize, but each holds the
+    // service manager: freed here, first, the service manager goes with its
+    // pointer below instead of leaking past the end of the process.
+    delete _serviceListHandler;
+    delete _serviceStartHandler;
+    delete _serviceStopHandler;
+    delete _serviceRestartHandler;
     // The button first: its reader thread and timer use the power manager.
     _powerButton.reset();
 }
@@ -300,7 +307,7 @@ void SystemManager::onUninitialize()
     delete _systemBackupHandler;
     delete _systemRestoreHandler;
     // The four service handlers are deliberately left alive until the
-    // process ends.
+    // destructor.
 
     // Observers compare equal by object and method, so a fresh one removes
     // the one added in onInitialize.

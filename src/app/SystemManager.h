@@ -95,7 +95,8 @@ public:
     };
 
     SystemManager();
-    /// Releases the managers, last declared first.
+    /// Deletes the four service handlers, then releases the managers, last
+    /// declared first.
     ~SystemManager() override;
 
     void onCreateSession(std::shared_ptr<pemo::Session> session) override;
