@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <chrono>
 #include <functional>
+#include <limits>
 #include <utility>
 
 namespace pemo {
@@ -56,17 +57,8 @@ private:
 
     void onEvent(const SelectTask::Batch& batch)
     {
-        if (batch.empty())
-            return;
-        const input_event& first = batch.front();
-        const input_event& last = batch.back();
-        if (last.type != EV_SYN || first.type != EV_KEY || first.code != KEY_POWER)
-            return;
-        const auto micros = static_cast<std::int64_t>(last.input_event_sec) * 1000000 + last.input_event_usec;
-        const KeyEvent::TimePoint time{std::chrono::nanoseconds(micros * 1000)};
-        // Only 1 is a press: an auto-repeat (2) counts as a release, so a
-        // held key never re-arms anything.
-        _onKeyEvent(KeyEvent(time, KeyEvent::POWER, first.value == 1));
+        if (const auto event = InputDevice::keyEventOf(batch))
+            _onKeyEvent(*event);
     }
 
     std::string _path;
@@ -116,6 +108,28 @@ void InputDevice::onKeyEvent(const KeyEvent& event)
     }
     for (const auto& handler : handlers)
         handler->onKeyEvent(event);
+}
+
+std::optional<KeyEvent> InputDevice::keyEventOf(const std::vector<input_event>& batch)
+{
+    if (batch.empty())
+        return std::nullopt;
+    const input_event& first = batch.front();
+    const input_event& last = batch.back();
+    if (last.type != EV_SYN || first.type != EV_KEY || first.code != KEY_POWER)
+        return std::nullopt;
+    // A time no kernel hands out (past the year 2262, before 1678, or
+    // microseconds outside a second), from a FIFO standing in for the
+    // device, cannot be counted in nanoseconds: such a batch is no key event.
+    constexpr std::int64_t maxSeconds = std::numeric_limits<std::int64_t>::max() / 1000000000 - 1;
+    if (last.input_event_usec < 0 || last.input_event_usec >= 1000000 || last.input_event_sec > maxSeconds ||
+        last.input_event_sec < -maxSeconds)
+        return std::nullopt;
+    const auto micros = static_cast<std::int64_t>(last.input_event_sec) * 1000000 + last.input_event_usec;
+    const KeyEvent::TimePoint time{std::chrono::nanoseconds(micros * 1000)};
+    // Only 1 is a press: an auto-repeat (2) counts as a release, so a held
+    // key never re-arms anything.
+    return KeyEvent(time, KeyEvent::POWER, first.value == 1);
 }
 
 } // namespace system

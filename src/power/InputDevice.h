@@ -4,7 +4,10 @@
 
 #include <Poco/Mutex.h>
 
+#include <linux/input.h>
+
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -43,6 +46,11 @@ public:
 
     /// Passes event to every registered handler.
     virtual void onKeyEvent(const KeyEvent& event);
+
+    /// The key event one batch of records (cut at its EV_SYN) stands for: a
+    /// power-key press or release, timed by the EV_SYN, when the batch starts
+    /// with the power key's EV_KEY and ends with EV_SYN; none otherwise.
+    static std::optional<KeyEvent> keyEventOf(const std::vector<input_event>& batch);
 
 private:
     std::unique_ptr<InputDeviceImpl> _impl;

@@ -129,3 +129,25 @@ TEST_F(InputDeviceTest, BatchesOfOtherKeysOrNotLedByTheKeyAreIgnored)
     EXPECT_TRUE(events[0].pressed());
     EXPECT_EQ(7000000000LL, events[0].time().time_since_epoch().count());
 }
+
+// A FIFO standing in for the device can hand out any time; on a 64-bit
+// machine multiplying it into nanoseconds overflowed (undefined behaviour, an
+// abort under the sanitizers) instead of dropping the batch.
+TEST(KeyEventOfTest, TimeOverflowingNanosecondsIsNoKeyEvent)
+{
+    const auto batch = [](long long seconds, long long micros) {
+        input_event sync = record(EV_SYN, SYN_REPORT, 0);
+        sync.input_event_sec = static_cast<decltype(sync.input_event_sec)>(seconds);
+        sync.input_event_usec = static_cast<decltype(sync.input_event_usec)>(micros);
+        return std::vector<input_event>{record(EV_KEY, KEY_POWER, 1), sync};
+    };
+    if (sizeof(input_event{}.input_event_sec) == 8)
+    {
+        EXPECT_FALSE(InputDevice::keyEventOf(batch(8358682007911268352LL, 0)));
+        EXPECT_FALSE(InputDevice::keyEventOf(batch(10000000000LL, 0)));
+        EXPECT_FALSE(InputDevice::keyEventOf(batch(-10000000000LL, 0)));
+        EXPECT_TRUE(InputDevice::keyEventOf(batch(9000000000LL, 999999))) << "the year 2255 still counts";
+    }
+    EXPECT_FALSE(InputDevice::keyEventOf(batch(1, -1)));
+    EXPECT_FALSE(InputDevice::keyEventOf(batch(1, 1000000)));
+}
