@@ -1,0 +1,24 @@
+// Any request, path and body, through the system manager's dispatcher and
+// whichever handler the path reaches. Input: "METHOD PATH\nBODY"; a first
+// line without a space is a POST to that path.
+#include "FuzzedSystem.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+extern "C" int LLVMFuzzerTestOneInput(const char* data, std::size_t size)
+{
+    const auto [line, body] = pemo::fuzz::splitFirstLine(data, size);
+    const auto space = line.find(' ');
+    const std::string method = space == std::string::npos ? "POST" : line.substr(0, space);
+    const std::string path = space == std::string::npos ? line : line.substr(space + 1);
+    const auto answer =
+        pemo::fuzz::FuzzedSystem::instance().request(method, path, pemo::fuzz::FuzzedSystem::TOKEN, body);
+    // Every request is answered, whatever it holds.
+    if (answer.status < 100 || answer.status > 599)
+    {
+        std::fprintf(stderr, "%s %s got no answer (status %d)\n", method.c_str(), path.c_str(), answer.status);
+        std::abort();
+    }
+    return 0;
+}
