@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <net/if.h>
 #include <sched.h>
 #include <sys/ioctl.h>
@@ -75,8 +76,14 @@ void confine()
         if (::access(path.c_str(), F_OK) == 0 && ::mount("/bin/true", path.c_str(), nullptr, MS_BIND, nullptr) != 0)
             refuse("cannot replace " + path);
     }
-    for (const char* dir : {"/var/run", "/var/log", "/var/etc", "/var/pemo", "/opt/tmp", "/opt/ota", "/opt/skills"})
+    // The Wi-Fi manager edits /etc/network/interfaces below its own root.
+    if (::access("/etc/network", F_OK) == 0)
+        mountTmpfs("/etc/network");
+    for (const char* dir : {"/var/run", "/var/log", "/var/etc", "/var/pemo", "/var/augeas", "/var/augeas/etc",
+                            "/var/augeas/etc/network", "/opt/tmp", "/opt/ota", "/opt/skills"})
         ::mkdir(dir, 0755);
+    std::ofstream("/var/augeas/etc/network/interfaces") << "auto lo\niface lo inet loopback\n"
+                                                           "iface wlan0 inet dhcp\n";
 }
 
 Poco::AutoPtr<Poco::Util::MapConfiguration> configuration()
@@ -104,6 +111,11 @@ Poco::AutoPtr<Poco::Util::MapConfiguration> configuration()
         {"SystemManager.update.subsystems.os.apply_method", "system"},
         {"SystemManager.update.subsystems.os.default_order", "1"},
         {"SystemManager.firewall.mode_commands.developer[0]", "-p tcp --dport 22 -j ACCEPT"},
+        {"SystemManager.wifi.augeas.root", "/var/augeas"},
+        {"SystemManager.wifi.ifdown", "/bin/true"},
+        {"SystemManager.wifi.ifup", "/bin/true"},
+        {"SystemManager.wifi.udhcpc.executable", "/bin/true"},
+        {"SystemManager.wifi.wpa.runtime", "/var/run/wpa_supplicant"},
     };
     for (const auto& [key, value] : keys)
         c->setString(key, value);
@@ -140,8 +152,11 @@ FuzzedSystem::FuzzedSystem()
     Poco::Logger::root().setLevel(Poco::Message::PRIO_FATAL);
     auto* app = new Poco::Util::Application;
     app->config().add(configuration(), "fuzz", -100, false);
-    auto* service = new Service;
+    static Service* service = new Service;
     service->bringUp(*app);
+    // Stopped before the process's static objects go (the in-process
+    // directory among them), which the service's threads would still use.
+    std::atexit([] { service->stop(); });
     Poco::Logger::setLevel("", Poco::Message::PRIO_FATAL);
     _port = service->servedPort();
 }

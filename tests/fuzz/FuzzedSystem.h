@@ -9,8 +9,9 @@ namespace pemo::fuzz {
 /// The whole system manager, started in this process and answering
 /// requests in-process through its real dispatcher and handlers, inside a
 /// private mount and network namespace where every program it may run
-/// (poweroff, reboot, iptables, logrotate, hwclock, ...) is /bin/true and
-/// everything it may write (/var, /opt) is a private tmpfs: a fuzzed
+/// (poweroff, reboot, iptables, logrotate, hwclock, ifup, ...) is /bin/true
+/// and everything it may write (/var, /opt, /etc/network) is a private
+/// tmpfs: a fuzzed
 /// request can neither reach the machine nor the network.
 ///
 /// Needs root for the namespaces; instance() exits the process with a
