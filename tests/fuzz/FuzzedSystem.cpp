@@ -77,8 +77,11 @@ void confine()
             refuse("cannot replace " + path);
     }
     // The Wi-Fi manager edits /etc/network/interfaces below its own root.
-    if (::access("/etc/network", F_OK) == 0)
-        mountTmpfs("/etc/network");
+    for (const char* dir : {"/etc/network", "/usr/local/sbin"})
+    {
+        if (::access(dir, F_OK) == 0)
+            mountTmpfs(dir);
+    }
     for (const char* dir : {"/var/run", "/var/log", "/var/etc", "/var/pemo", "/var/augeas", "/var/augeas/etc",
                             "/var/augeas/etc/network", "/opt/tmp", "/opt/ota", "/opt/skills"})
         ::mkdir(dir, 0755);
