@@ -1,8 +1,8 @@
 #pragma once
 
 // The device shared by the device-policy tests (firewall, log rotation):
-// its filter and logrotate programs are fakes that fail on request, and its
-// firewall configuration has the modes those tests need.
+// the real iptables, ip6tables and logrotate in the device's own network
+// and mount namespaces, and the firewall modes those tests need.
 
 #include "SharedDevice.h"
 
