@@ -4,12 +4,19 @@ namespace pemo {
 
 BoundedRequest::BoundedRequest(Poco::Net::HTTPServerRequest& request, Poco::Net::HTTPServerResponse& response,
                                std::size_t maxBody)
-    : _request(request), _response(response), _body(request.stream(), maxBody)
+    // Poco reads the body of an unframed POST or PUT until the caller
+    // closes, which a caller waiting for its answer never does.
+    : _request(request), _response(response), _body(framed(request) ? request.stream() : _none, maxBody)
 {
     Poco::Net::HTTPRequest::operator=(request);
 }
 
 BoundedRequest::~BoundedRequest() = default;
+
+bool BoundedRequest::framed(const Poco::Net::HTTPRequest& request)
+{
+    return request.hasContentLength() || request.getChunkedTransferEncoding();
+}
 
 std::istream& BoundedRequest::stream()
 {

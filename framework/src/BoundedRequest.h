@@ -5,14 +5,17 @@
 #include <Poco/Net/HTTPServerRequest.h>
 
 #include <cstddef>
+#include <sstream>
 
 namespace pemo {
 
 /// The request a handler is given: the server's request, same method, URI,
 /// version and headers, whose body stream yields at most maxBody bytes
 /// (a longer body throws BodyTooLargeException from the read), whatever
-/// the caller declared or chunked. Its response() is the one the handler is
-/// given. Both the request and the response must outlive this one.
+/// the caller declared or chunked. A request that neither declares a length
+/// nor is chunked has no body: its stream is empty at once. Its response()
+/// is the one the handler is given. Both the request and the response must
+/// outlive this one.
 class BoundedRequest : public Poco::Net::HTTPServerRequest
 {
 public:
@@ -27,9 +30,13 @@ public:
     Poco::Net::HTTPServerResponse& response() const override;
     bool secure() const override;
 
+    /// Whether request says where its body ends (a length or chunks).
+    static bool framed(const Poco::Net::HTTPRequest& request);
+
 private:
     Poco::Net::HTTPServerRequest& _request;
     Poco::Net::HTTPServerResponse& _response;
+    std::istringstream _none;
     BoundedInputStream _body;
 };
 
