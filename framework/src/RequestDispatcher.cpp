@@ -11,9 +11,11 @@
 
 #include <Poco/Net/HTTPRequest.h>
 #include <Poco/Net/HTTPServerRequest.h>
+#include <Poco/Net/HTTPServerRequestImpl.h>
 #include <Poco/Net/HTTPServerResponse.h>
 #include <Poco/Net/NetException.h>
 #include <Poco/Net/WebSocket.h>
+#include <Poco/Timestamp.h>
 
 #include <algorithm>
 #include <limits>
@@ -31,7 +33,9 @@ void reply(HTTPServerResponse& response, HTTPResponse::HTTPStatus status)
 {
     response.setStatusAndReason(status);
     response.setContentLength(0);
-    response.send();
+    // Poco holds the head until the request is done; it must be out before
+    // linger() shuts the sending side.
+    response.send().flush();
 }
 
 bool isWebSocketUpgrade(const HTTPServerRequest& request)
@@ -45,6 +49,37 @@ void refuseBody(HTTPServerResponse& response)
 {
     response.setKeepAlive(false);
     reply(response, HTTPResponse::HTTP_REQUEST_ENTITY_TOO_LARGE);
+}
+
+// How long a refused caller may go on sending before the connection closes.
+const Poco::Timespan LINGER(2, 0);
+
+// Closing a connection on unread data resets it, and the caller may lose
+// the answer with it. So what the caller still sends is read and dropped,
+// for a bounded time, until it closes; shutting the sending side first
+// tells a caller that reads to the end that the answer is complete (only
+// once the answer is all written: a streamed one is finished later).
+void linger(HTTPServerRequest& request, bool shutdown)
+{
+    auto* served = dynamic_cast<Poco::Net::HTTPServerRequestImpl*>(&request);
+    if (!served)
+        return;
+    try
+    {
+        Poco::Net::StreamSocket& socket = served->socket();
+        if (shutdown)
+            socket.shutdownSend();
+        socket.setReceiveTimeout(LINGER);
+        char buffer[8192];
+        const Poco::Timestamp start;
+        while (!start.isElapsed(LINGER.totalMicroseconds()) && socket.receiveBytes(buffer, sizeof buffer) > 0)
+        {
+        }
+    }
+    catch (const Poco::Exception&)
+    {
+        // The caller is gone: nothing left to protect.
+    }
 }
 
 } // namespace
@@ -61,18 +96,17 @@ void RequestDispatcher::handleRequest(HTTPServerRequest& request, HTTPServerResp
     try
     {
         dispatch(request, response);
+        if (!isWebSocketUpgrade(request))
+            dropUnreadBody(request);
     }
     catch (const BodyTooLargeException& e)
     {
         _impl.logger.warning("Refused the body of " + request.getMethod() + " " + _uri.getPath() + ": " +
                              e.displayText() + "; answering 413 and closing the connection");
-        if (!response.sent())
+        const bool answered = response.sent();
+        if (!answered)
             refuseBody(response);
-        // Closing on unread data resets the connection, and the caller may
-        // lose the answer with it; what a caller still has in flight is
-        // read and dropped, up to the bound once more.
-        const auto most = static_cast<std::size_t>(std::numeric_limits<std::streamsize>::max());
-        request.stream().ignore(static_cast<std::streamsize>(std::min(_impl.maxBody, most)));
+        linger(request, !answered);
     }
     catch (const std::exception& e)
     {
@@ -89,11 +123,7 @@ void RequestDispatcher::handleRequest(HTTPServerRequest& request, HTTPServerResp
 void RequestDispatcher::dispatch(HTTPServerRequest& request, HTTPServerResponse& response)
 {
     if (request.hasContentLength() && request.getContentLength64() > static_cast<Poco::Int64>(_impl.maxBody))
-    {
-        _impl.logger.warning("Refused a body of " + std::to_string(request.getContentLength64()) + " bytes on " +
-                             request.getMethod() + " " + _uri.getPath() + " unread; answering 413");
-        return refuseBody(response);
-    }
+        throw BodyTooLargeException("declared " + std::to_string(request.getContentLength64()) + " bytes");
     const std::string& path = _uri.getPath();
     SanitizingResponse guardedResponse(response);
     BoundedRequest guardedRequest(request, guardedResponse, _impl.maxBody);
@@ -115,6 +145,34 @@ void RequestDispatcher::dispatch(HTTPServerRequest& request, HTTPServerResponse&
     if (!match.handler->allows(session->permissions))
         return reply(response, HTTPResponse::HTTP_FORBIDDEN);
     callMethod(*match.handler, guardedRequest, guardedResponse, match.captures, session);
+}
+
+// A handler need not read the body (a GET, a route that takes none): what
+// it left is dropped here, so that the connection ends cleanly (see
+// linger()) or carries the caller's next request from its start. More than
+// the bound throws BodyTooLargeException.
+void RequestDispatcher::dropUnreadBody(HTTPServerRequest& request)
+{
+    if (!BoundedRequest::framed(request))
+        return;
+    auto* served = dynamic_cast<Poco::Net::HTTPServerRequestImpl*>(&request);
+    try
+    {
+        // A caller that waits for the answer before sending the rest must
+        // not hold the thread for the server's whole time-out.
+        if (served)
+            served->socket().setReceiveTimeout(LINGER);
+        BoundedInputStream rest(request.stream(), _impl.maxBody);
+        rest.ignore(std::numeric_limits<std::streamsize>::max());
+    }
+    catch (const BodyTooLargeException&)
+    {
+        throw;
+    }
+    catch (const Poco::Exception&)
+    {
+        // The caller stopped sending or went away; the answer is out already.
+    }
 }
 
 void RequestDispatcher::subscribe(Port& port, HTTPServerRequest& request, HTTPServerResponse& response)

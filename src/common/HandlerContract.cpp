@@ -9,7 +9,9 @@ void HandlerContract::sendError(Poco::Net::HTTPServerResponse& response, Status 
 {
     response.setStatusAndReason(status, reason);
     response.setContentLength(0);
-    response.send();
+    // Out now, not when the server is done with the request: it may still
+    // have to drop a body the caller is sending.
+    response.send().flush();
 }
 
 void HandlerContract::sendError(Poco::Net::HTTPServerResponse& response, Status status)
@@ -21,7 +23,7 @@ void HandlerContract::sendNoContent(Poco::Net::HTTPServerResponse& response)
 {
     response.setStatusAndReason(Poco::Net::HTTPResponse::HTTP_NO_CONTENT);
     response.setContentLength(0);
-    response.send();
+    response.send().flush();
 }
 
 void HandlerContract::sendJSON(Poco::Net::HTTPServerResponse& response, const std::string& body)
