@@ -3,6 +3,7 @@
 #include "common/JSON.h"
 
 #include <pemo/BodyReader.h>
+#include <pemo/BoundedInputStream.h>
 
 #include <Poco/Exception.h>
 #include <Poco/Logger.h>
@@ -97,13 +98,19 @@ public:
     }
 
     /// fromJSON() that reports failure instead of throwing: false when the
-    /// body cannot be read, with the parser's text in error.
+    /// body cannot be read, with the parser's text in error. A body past the
+    /// framework's bound still throws pemo::BodyTooLargeException: that is
+    /// the framework's to answer (413), not a malformed body.
     template <class... Members> static bool readJSON(std::istream& in, std::string& error, Members&&... members)
     {
         try
         {
             fromJSON(in, std::forward<Members>(members)...);
             return true;
+        }
+        catch (const pemo::BodyTooLargeException&)
+        {
+            throw;
         }
         catch (const Poco::Exception& e)
         {
