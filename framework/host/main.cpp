@@ -1,5 +1,26 @@
 #include "pemo/ServiceApp.h"
 
-#include <iostream>
+#include <Poco/Exception.h>
 
-POCO_SERVER_MAIN(pemo::ServiceApp)
+#include <iostream>
+#include <malloc.h>
+
+int main(int argc, char** argv)
+{
+    // Request bodies are read into buffers of up to the body bound (a
+    // megabyte). glibc raises its mmap threshold the first time it frees
+    // such a buffer; from then on they come from the threads' heaps, whose
+    // pages stay resident for good. A fixed threshold gives every large
+    // buffer back to the kernel as soon as it is freed.
+    mallopt(M_MMAP_THRESHOLD, 256 * 1024);
+    try
+    {
+        pemo::ServiceApp app;
+        return app.run(argc, argv);
+    }
+    catch (const Poco::Exception& e)
+    {
+        std::cerr << e.displayText() << std::endl;
+        return Poco::Util::Application::EXIT_SOFTWARE;
+    }
+}
