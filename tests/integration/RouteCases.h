@@ -19,6 +19,13 @@ struct Answer
     std::string reason;
 };
 
+// A member a handler reads from its JSON body: a string or a string array.
+struct Member
+{
+    std::string name;
+    bool list;
+};
+
 struct RouteCase
 {
     std::string method;
@@ -30,6 +37,12 @@ struct RouteCase
     std::string missingManager;
     // What the handler answers once its manager runs.
     std::vector<Answer> answers;
+    // The members of its JSON body (none: the body is not read as JSON).
+    std::vector<Member> members{};
+    // What it may answer to a body of the right shape whose strings are
+    // odd (control characters, bytes that are not UTF-8): those reach the
+    // manager, which refuses names it does not know.
+    std::vector<Answer> oddStrings{};
 
     std::vector<std::string> paths() const
     {
@@ -49,22 +62,26 @@ struct RouteCase
         return a.reason == r.reason;
     }
 
-    bool accepts(const HttpResponse& r) const
+    bool accepts(const HttpResponse& r) const { return acceptsAny(answers, r); }
+
+    bool acceptsAny(const std::vector<Answer>& expected, const HttpResponse& r) const
     {
         if (!missingManager.empty() && r.status == 500 && r.reason == missingManager)
             return true;
-        for (const auto& a : answers)
+        for (const auto& a : expected)
             if (matches(a, r))
                 return true;
         return false;
     }
 
-    std::string expectation() const
+    std::string expectation() const { return describeAll(answers); }
+
+    std::string describeAll(const std::vector<Answer>& expected) const
     {
         std::string text;
         if (!missingManager.empty())
             text += "500 \"" + missingManager + "\"";
-        for (const auto& a : answers)
+        for (const auto& a : expected)
             text += (text.empty() ? "" : " or ") + std::to_string(a.status) +
                     (a.reason.empty() ? "" : " \"" + a.reason + "\"");
         return text;
@@ -75,39 +92,50 @@ inline const std::vector<RouteCase>& routeCases()
 {
     static const std::string notJson = "{";
     static const std::string malformed = "Malformed arguments";
+    static const std::vector<Member> services{{"services", true}};
+    static const std::vector<Member> session{{"session", false}};
+    static const std::vector<Member> name{{"name", false}};
+    static const std::vector<Member> ids{{"ids", true}};
     static const std::vector<RouteCase> cases = {
         {"GET", "/service/list", true, "", "", {{200, "OK"}}},
-        {"POST", "/service/start", true, notJson, "", {{400, malformed}}},
-        {"POST", "/service/stop", true, notJson, "", {{400, malformed}}},
-        {"POST", "/service/restart", true, notJson, "", {{400, malformed}}},
+        {"POST", "/service/start", true, notJson, "", {{400, malformed}}, services, {{400, "Failed to start services: *"}}},
+        {"POST", "/service/stop", true, notJson, "", {{400, malformed}}, services, {{400, "Failed to stop services: *"}}},
+        {"POST", "/service/restart", true, notJson, "", {{400, malformed}}, services,
+         {{400, "Failed to stop services: *"}, {400, "Failed to start services: *"}}},
         {"GET", "/session/request", true, "", "", {{200, "OK"}}},
-        {"POST", "/session/delete", true, notJson, "", {{400, malformed}}},
+        {"POST", "/session/delete", true, notJson, "", {{400, malformed}}, session, {{404, "Not Found"}}},
         {"GET", "/session/current", true, "", "", {{200, "OK"}, {400, "No current session"}}},
-        {"POST", "/session/current", true, notJson, "", {{400, malformed}}},
+        {"POST", "/session/current", true, notJson, "", {{400, malformed}}, session, {{400, "No current session"}}},
         {"GET", "/session/list", true, "", "", {{200, "OK"}}},
         {"POST", "/skill/refresh", true, "", "", {{204, ""}}},
         {"GET", "/skill/list", true, "", "", {{200, "OK"}}},
-        {"POST", "/skill/launch", true, notJson, "", {{400, malformed}}},
-        {"POST", "/skill/terminate", true, notJson, "", {{400, malformed}}},
-        {"POST", "/wifi/wpa", true, notJson, "", {{400, malformed}}},
+        {"POST", "/skill/launch", true, notJson, "", {{400, malformed}}, {{"name", false}, {"context", false}},
+         {{500, "Unknown skill: *"}}},
+        {"POST", "/skill/terminate", true, notJson, "", {{400, malformed}}, name, {{500, "Unknown skill: *"}}},
+        {"POST", "/wifi/wpa", true, notJson, "", {{400, malformed}}, {{"command", false}}},
         {"GET", "/wifi/interface", true, "", "", {{200, "OK"}}},
-        {"POST", "/wifi/interface", true, notJson, "", {{400, malformed}}},
+        {"POST", "/wifi/interface", true, notJson, "", {{400, malformed}}, {{"interface", false}}},
         {"GET", "/version", true, "", "", {{200, "OK"}}},
         {"GET", "/identity", true, "", "", {{200, "OK"}}},
         {"GET", "/time/current", true, "", "", {{200, "OK"}}},
         {"POST", "/time/synchronize", true, "", "", {{204, ""}, {500, "Failed to synchronize time: *"}}},
         {"GET", "/time/zone", false, "", "", {{200, "OK"}}},
         {"GET", "/time/zon", false, "", "", {{200, "OK"}}},
-        {"POST", "/time/zone", false, notJson, "", {{400, ""}}},
+        {"POST", "/time/zon", false, notJson, "", {{400, ""}}, {{"timezone", false}},
+         {{500, "Failed to set timezone: *"}}},
+        {"POST", "/time/zone", false, notJson, "", {{400, ""}}, {{"timezone", false}},
+         {{500, "Failed to set timezone: *"}}},
         {"GET", "/credentials", true, "", "",
          {{200, "OK"}, {500, "Error getting credentials: No credentials"}}},
-        {"POST", "/credentials", true, notJson, "", {{400, malformed}}},
+        {"POST", "/credentials", true, notJson, "", {{400, malformed}},
+         {{"accessKeyId", false}, {"secretAccessKey", false}, {"region", false}}, {{204, ""}}},
         {"GET", "/mode", true, "", "", {{200, "OK"}}},
-        {"POST", "/mode", true, notJson, "", {{400, malformed}}},
+        {"POST", "/mode", true, notJson, "", {{400, malformed}}, {{"mode", false}},
+         {{204, ""}, {400, "Could not set mode to *"}}},
         {"POST", "/system_notify", true, "{}", "", {{204, ""}, {503, ""}}},
         {"GET", "/update", true, "", "", {{200, "OK"}}},
-        {"PUT", "/update", true, notJson, "", {{400, ""}}},
-        {"POST", "/update", true, notJson, "", {{400, ""}}},
+        {"PUT", "/update", true, notJson, "", {{400, ""}}, ids, {{200, "OK"}}},
+        {"POST", "/update", true, notJson, "", {{400, ""}}, ids, {{200, "OK"}}},
         {"POST", "/power/off", true, "", "", {{204, ""}, {500, "PowerOff already requested"}}},
         {"POST", "/power/reboot", true, "", "", {{204, ""}, {500, "PowerOff already requested"}}},
         {"GET", "/storage/mounts", true, "", "", {{200, "OK"}}},
@@ -118,7 +146,8 @@ inline const std::vector<RouteCase>& routeCases()
          {{204, ""}, {500, "Failed to do system restore"}}},
         {"POST", "/logs/upload", true, "", "", {{200, "OK"}}},
         {"GET", "/dynamic_firewall", true, "", "", {{200, "OK"}}},
-        {"POST", "/dynamic_firewall", true, notJson, "", {{400, "Invalid JSON"}}},
+        {"POST", "/dynamic_firewall", true, notJson, "", {{400, "Invalid JSON"}}, {{"mode", false}},
+         {{400, "Invalid Mode Request"}}},
     };
     return cases;
 }
