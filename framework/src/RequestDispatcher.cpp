@@ -159,11 +159,15 @@ void RequestDispatcher::dropUnreadBody(HTTPServerRequest& request)
     try
     {
         // A caller that waits for the answer before sending the rest must
-        // not hold the thread for the server's whole time-out.
+        // not hold the thread for the server's whole time-out; a kept-alive
+        // connection gets its own back for the next request.
+        const Poco::Timespan previous = served ? served->socket().getReceiveTimeout() : Poco::Timespan();
         if (served)
             served->socket().setReceiveTimeout(LINGER);
         BoundedInputStream rest(request.stream(), _impl.maxBody);
         rest.ignore(std::numeric_limits<std::streamsize>::max());
+        if (served)
+            served->socket().setReceiveTimeout(previous);
     }
     catch (const BodyTooLargeException&)
     {
