@@ -251,12 +251,15 @@ TEST_F(SurveyTest, AnUnframedPostHasNoBodyInsteadOfWaitingForTheCallerToClose)
 }
 
 // A route that reads no body answered, and the connection closed on the
-// unread body: the reset took the answer with it.
+// unread body: the reset took the answer with it (most of the time, so a
+// few tries).
 TEST_F(SurveyTest, TheAnswerSurvivesABodyTheRouteNeverReads)
 {
-    const HttpResponse r = send("GET", "/service/list", {"400 KB", std::string(400000, ' ')});
-    EXPECT_EQ(r.status, 200);
-    EXPECT_EQ(r.reason, "OK");
+    for (int i = 0; i < 4; ++i)
+    {
+        const HttpResponse r = send("GET", "/service/list", {"1 MB", std::string(1000000, ' ')});
+        EXPECT_EQ(r.status, 200) << "try " << i;
+    }
 }
 
 // Handlers that read JSON through the handler contract took a body past
