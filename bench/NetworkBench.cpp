@@ -10,6 +10,7 @@
 // Needs root: it starts a simulated device.
 //
 // Usage: pemo-network-bench [requests] [events]   (default 200 and 30)
+#include "BenchStats.h"
 #include "Http.h"
 #include "SimDevice.h"
 
@@ -36,13 +37,9 @@ using Clock = std::chrono::steady_clock;
 
 namespace {
 
-const double POLL_MS = 1000.0;
+using pemo::bench::percentile;
 
-double percentile(std::vector<double> values, double p)
-{
-    std::sort(values.begin(), values.end());
-    return values[static_cast<std::size_t>(p * static_cast<double>(values.size() - 1) + 0.5)];
-}
+const double POLL_MS = 1000.0;
 
 double timedMs(const std::function<void()>& what)
 {

@@ -7,6 +7,7 @@
 // The power manager here only records the request: nothing is ever run.
 //
 // Usage: pemo-power-bench [duration_ms]   (default 2000)
+#include "BenchStats.h"
 #include "power/PowerButton.h"
 #include "power/PowerManager.h"
 
@@ -40,6 +41,8 @@ using Clock = std::chrono::steady_clock;
 
 namespace {
 
+using pemo::bench::median;
+
 const int PRESSES = 20;
 const int IDLE_SECONDS = 20;
 
@@ -60,12 +63,6 @@ public:
     Clock::time_point requested;
     Poco::Event done;
 };
-
-double median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
 
 double ms(Clock::duration d)
 {

@@ -4,6 +4,7 @@
 //    one-second pass;
 //  - one session change fanned out to 10 services, against one plain HTTP
 //    round trip to one of them.
+#include "BenchStats.h"
 #include "FakeServices.h"
 
 #include "service/ServiceManager.h"
@@ -29,11 +30,7 @@ using Clock = std::chrono::steady_clock;
 
 namespace {
 
-double percentile(std::vector<double> values, double p)
-{
-    std::sort(values.begin(), values.end());
-    return values[static_cast<std::size_t>(p * static_cast<double>(values.size() - 1) + 0.5)];
-}
+using pemo::bench::percentile;
 
 std::vector<long long> readTimes(const std::string& path)
 {

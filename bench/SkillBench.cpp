@@ -5,6 +5,7 @@
 //    WebSocket echo round trip of the same frame;
 //  - /skill/list with 1000 installed skills against `find` listing their
 //    package.json files.
+#include "BenchStats.h"
 #include "FrameworkTestSupport.h"
 
 #include "skill/SkillListHandler.h"
@@ -49,21 +50,13 @@ using Clock = std::chrono::steady_clock;
 
 namespace {
 
+using pemo::bench::percentile;
+using pemo::bench::millisecondsSince;
+
 const int MESSAGES = 1000;
 const int SUBSCRIBERS = 10;
 const int SKILLS = 1000;
 const int LIST_RUNS = 30;
-
-double percentile(std::vector<double> values, double p)
-{
-    std::sort(values.begin(), values.end());
-    return values[static_cast<std::size_t>(p * static_cast<double>(values.size() - 1) + 0.5)];
-}
-
-double millisecondsSince(Clock::time_point start)
-{
-    return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
-}
 
 // The reference: a WebSocket server that sends every frame straight back.
 class EchoHandler : public Poco::Net::HTTPRequestHandler

@@ -5,6 +5,7 @@
 //    and the byte totals of both (they must be equal);
 //  - GET /storage/mounts over HTTP on this machine's mount table against
 //    running `df`.
+#include "BenchStats.h"
 #include "FrameworkTestSupport.h"
 
 #include "common/SystemUtil.h"
@@ -28,21 +29,13 @@ using Clock = std::chrono::steady_clock;
 
 namespace {
 
+using pemo::bench::median;
+using pemo::bench::millisecondsSince;
+
 const int DIRECTORIES = 1000;
 const int FILES_PER_DIRECTORY = 100;
 const int TREE_ROUNDS = 7;
 const int MOUNT_ROUNDS = 100;
-
-double median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
-
-double millisecondsSince(Clock::time_point start)
-{
-    return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
-}
 
 // File sizes vary from empty to a few blocks, so allocated and apparent
 // sizes differ as they do on the device.

@@ -9,6 +9,7 @@
 // that both sides see the same programs, files and loopback.
 //
 // Usage: pemo-update-bench [rounds]   (default 30; needs root)
+#include "BenchStats.h"
 #include "Http.h"
 #include "SimDevice.h"
 
@@ -29,6 +30,8 @@ extern char** environ;
 
 namespace {
 
+using pemo::bench::percentile;
+
 using Clock = std::chrono::steady_clock;
 using pemo::test::ApiClient;
 
@@ -37,12 +40,6 @@ const std::string CREDENTIALS = "/var/pemo/credentials.json";
 double ms(Clock::duration d)
 {
     return std::chrono::duration<double, std::milli>(d).count();
-}
-
-double percentile(std::vector<double> values, double p)
-{
-    std::sort(values.begin(), values.end());
-    return values[std::min(values.size() - 1, static_cast<std::size_t>(p * static_cast<double>(values.size())))];
 }
 
 // Runs argv with its standard output on a pipe read to the end, as the
