@@ -20,6 +20,8 @@
 #include <algorithm>
 #include <limits>
 
+#include <malloc.h>
+
 namespace pemo {
 
 using Poco::Net::HTTPRequest;
@@ -82,6 +84,26 @@ void linger(HTTPServerRequest& request, bool shutdown)
     }
 }
 
+// Bodies from this size up are rare enough that giving memory back after
+// each costs nothing that shows.
+const Poco::Int64 LARGE_BODY = 64 * 1024;
+
+// Parsing a large body grows the worker's heap, and glibc keeps what is
+// freed inside a heap resident for good, in every worker that ever served
+// one. On the robot's board that memory is worth more than the fraction of
+// a millisecond it takes to hand it back.
+void releaseFreedMemory(const HTTPServerRequest& request)
+{
+    const bool large = request.getChunkedTransferEncoding() ||
+                       (request.hasContentLength() && request.getContentLength64() >= LARGE_BODY);
+#ifdef __GLIBC__
+    if (large)
+        malloc_trim(0);
+#else
+    (void)large;
+#endif
+}
+
 } // namespace
 
 RequestDispatcher::RequestDispatcher(ServiceCore& core, ServiceCoreImpl& impl, const Poco::URI& uri)
@@ -115,6 +137,7 @@ void RequestDispatcher::handleRequest(HTTPServerRequest& request, HTTPServerResp
         if (!response.sent())
             reply(response, HTTPResponse::HTTP_INTERNAL_SERVER_ERROR);
     }
+    releaseFreedMemory(request);
 }
 
 // Handlers see the request and response through wrappers that bound the

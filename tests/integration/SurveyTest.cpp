@@ -235,17 +235,13 @@ TEST_F(SurveyTest, EveryRouteRefusesBadInputWithItsOwnAnswerAndTheDaemonHoldsNoM
         ASSERT_EQ(sharedApi().get("/service/list").status, 200) << "the daemon stopped answering after " << c.path;
     }
 
-    // The aim is within a tenth; with the Wi-Fi manager's first edits the
-    // daemon now ends some 13% up (memory the allocator keeps, flat on a
-    // second pass), so only growth that a kept 20 MB body would cause fails
-    // here until that is brought down.
     const long after = residentKB();
     std::cout << "[ survey   ] resident memory " << before << " kB before, " << after << " kB after\n";
 #if defined(__SANITIZE_ADDRESS__)
     // AddressSanitizer keeps freed memory in quarantine (256 MB) on purpose:
     // resident memory says nothing about the daemon there.
 #else
-    EXPECT_LE(after, before * 3 / 2) << "resident memory " << before << " kB before the survey, " << after
+    EXPECT_LE(after, before * 11 / 10) << "resident memory " << before << " kB before the survey, " << after
                                      << " kB after";
 #endif
 }
