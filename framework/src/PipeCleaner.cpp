@@ -34,6 +34,8 @@ void PipeCleaner::start(const Poco::Pipe& pipe, const std::string& prefix)
     _prefix = prefix;
     _stop = false;
     _wake = eventfd(0, EFD_CLOEXEC);
+    // "demo-alpha: " names the drain of demo-alpha's output in a debugger.
+    _thread.setName("PipeCleaner " + prefix.substr(0, prefix.find_last_not_of(": ") + 1));
     _thread.start(*this);
 }
 

@@ -47,7 +47,8 @@ WPAControlInterface::WPAControlInterface(const Poco::AutoPtr<Poco::Util::Abstrac
 }
 
 WPAControlInterface::WPAControlInterface(const Params& params)
-    : _params(params), _logger(Poco::Logger::get("SystemManager.WPAControlInterface")), _refreshConnectionTimer(0, 0)
+    : _params(params), _logger(Poco::Logger::get("SystemManager.WPAControlInterface")),
+      _thread("WPAMonitor"), _refreshConnectionTimer(0, 0)
 {
 }
 

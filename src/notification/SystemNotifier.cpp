@@ -46,7 +46,8 @@ std::string redact(const std::string& message)
 } // namespace
 
 SystemNotifier::SystemNotifier(pemo::Port& port)
-    : _logger(Poco::Logger::get("SystemManager.SystemNotifier")), _notifyPort(port), _shouldExit(true),
+    : _logger(Poco::Logger::get("SystemManager.SystemNotifier")), _notifyPort(port), _thread("SystemNotifier"),
+      _shouldExit(true),
       _worker(*this)
 {
 }

@@ -89,7 +89,7 @@ SkillManager::SkillManager(Poco::AutoPtr<Poco::Util::AbstractConfiguration> conf
                            pemo::SystemNotificationClient& notificationClient)
     : _params(*config), _sm(std::move(sessionManager)), _registryClient(registryClient), _snc(notificationClient),
       _logger(Poco::Logger::get("SystemManager.SkillManager")),
-      _monitor(std::make_shared<Monitor>(_params, _sm, _snc, _buckets, _mutex))
+      _monitor(std::make_shared<Monitor>(_params, _sm, _snc, _buckets, _mutex)), _thread("SkillMonitor")
 {
 }
 
