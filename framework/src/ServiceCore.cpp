@@ -94,15 +94,20 @@ void ServiceCore::initialize(Poco::Util::Application& app)
     _impl->port = socket.address().port();
     _impl->listener = socket;
     auto params = new Poco::Net::HTTPServerParams;
-    // At least one worker, and a pool whose floor is not above its ceiling:
-    // Poco asserts on either.
+    // At least one worker: Poco asserts on a pool of none.
     params->setMaxThreads(std::max(1, config.getInt("pemo.http.threads", 16)));
     params->setMaxQueued(config.getInt("pemo.http.queue", 64));
     params->setKeepAlive(true);
     // Idle connections give their workers up to new ones anyway; the
     // time-out only bounds how long an idle one holds a thread and a socket.
     params->setKeepAliveTimeout(Poco::Timespan(std::max(1, config.getInt("pemo.http.keep_alive_timeout", 5)), 0));
-    _impl->pool = std::make_unique<Poco::ThreadPool>(std::min(2, params->getMaxThreads()), params->getMaxThreads());
+    // Every worker thread is started now, so the count is flat from the
+    // start. A pool that grew on demand kept each thread it added for good,
+    // and it added one, at a random moment, whenever more connections were
+    // served at once than ever before, or a connection came in just as a
+    // worker was leaving after its idle time, its thread not yet back in the
+    // pool.
+    _impl->pool = std::make_unique<Poco::ThreadPool>(params->getMaxThreads(), params->getMaxThreads());
     _impl->server = std::make_unique<HTTPServer>(new RequestHandlerFactory(*this), *_impl->pool, socket,
                                                            params);
     logger().information(_impl->name + " will serve on " + host + ":" + std::to_string(_impl->port));
