@@ -62,8 +62,6 @@ struct RouteCase
         return a.reason == r.reason;
     }
 
-    bool accepts(const HttpResponse& r) const { return acceptsAny(answers, r); }
-
     bool acceptsAny(const std::vector<Answer>& expected, const HttpResponse& r) const
     {
         if (!missingManager.empty() && r.status == 500 && r.reason == missingManager)
@@ -73,8 +71,6 @@ struct RouteCase
                 return true;
         return false;
     }
-
-    std::string expectation() const { return describeAll(answers); }
 
     std::string describeAll(const std::vector<Answer>& expected) const
     {
