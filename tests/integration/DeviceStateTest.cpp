@@ -5,7 +5,6 @@
 
 #include <Poco/JSON/Array.h>
 #include <Poco/JSON/Object.h>
-#include <Poco/JSON/Parser.h>
 
 #include <gtest/gtest.h>
 
@@ -16,11 +15,6 @@ namespace pemo::test {
 namespace {
 
 using Calls = std::vector<std::vector<std::string>>;
-
-Poco::JSON::Object::Ptr parse(const std::string& text)
-{
-    return Poco::JSON::Parser().parse(text).extract<Poco::JSON::Object::Ptr>();
-}
 
 // Compact, members in name order: objects with the same members compare equal.
 std::string str(const Poco::JSON::Object::Ptr& object)
@@ -48,7 +42,7 @@ TEST(DeviceStateTest, SynchronisationRunsTheFakesInOrderAndDateFollowsTheZoneSet
               "Failed to set timezone: Unknown Time Zone: Mars");
 
     const auto now = std::chrono::system_clock::now().time_since_epoch();
-    const auto reported = parse(sharedApi().get("/time/current").body)->getValue<Poco::Int64>("time");
+    const auto reported = parseObject(sharedApi().get("/time/current").body)->getValue<Poco::Int64>("time");
     EXPECT_LT(std::llabs(reported - std::chrono::nanoseconds(now).count()), 5000000000LL);
 }
 
@@ -56,17 +50,15 @@ TEST(DeviceStateTest, SynchronisationRunsTheFakesInOrderAndDateFollowsTheZoneSet
 Poco::JSON::Object::Ptr nextCredentialsChange(WebSocketSubscriber& subscriber, Poco::Timespan wait)
 {
     while (const auto frame = subscriber.receive(wait))
-        if (parse(*frame)->getValue<std::string>("type") == "CredentialsChanged")
-            return parse(*frame)->getObject("data");
+        if (parseObject(*frame)->getValue<std::string>("type") == "CredentialsChanged")
+            return parseObject(*frame)->getObject("data");
     return nullptr;
 }
 
 TEST(DeviceStateTest, EveryStoredChangeOfCredentialsIsAnnouncedWithThePreviousOnes)
 {
-    int status = 0;
-    auto subscriber =
-        WebSocketSubscriber::connect(sharedDevice().port(), "/system_notifications", sharedDevice().token(), status);
-    ASSERT_TRUE(subscriber) << status;
+    auto subscriber = subscribe(sharedDevice());
+    ASSERT_TRUE(subscriber);
     const std::string first = R"({"accessKeyId":"id-1","secretAccessKey":"secret-1","region":"eu-west-1"})";
     const std::string second = R"({"accessKeyId":"id-2","secretAccessKey":"secret-2","region":"us-east-1"})";
 
@@ -77,19 +69,19 @@ TEST(DeviceStateTest, EveryStoredChangeOfCredentialsIsAnnouncedWithThePreviousOn
     const auto one = nextCredentialsChange(*subscriber, Poco::Timespan(5, 0));
     const auto two = nextCredentialsChange(*subscriber, Poco::Timespan(5, 0));
     ASSERT_TRUE(one && two);
-    EXPECT_EQ(str(one->getObject("credentials")), str(parse(first)));
-    EXPECT_EQ(str(two->getObject("previous")), str(parse(first)));
-    EXPECT_EQ(str(two->getObject("credentials")), str(parse(second)));
+    EXPECT_EQ(str(one->getObject("credentials")), str(parseObject(first)));
+    EXPECT_EQ(str(two->getObject("previous")), str(parseObject(first)));
+    EXPECT_EQ(str(two->getObject("credentials")), str(parseObject(second)));
     // The refused post announced nothing.
     EXPECT_FALSE(nextCredentialsChange(*subscriber, Poco::Timespan(1, 0)));
-    EXPECT_EQ(str(parse(sharedApi().get("/credentials").body)), str(parse(second)));
+    EXPECT_EQ(str(parseObject(sharedApi().get("/credentials").body)), str(parseObject(second)));
 }
 
 // The report also shows the configured storage areas, measured.
 TEST(DeviceStateTest, AHealthyDeviceReportsNoErrors)
 {
     const HttpResponse health = sharedApi().get("/_M_/health");
-    const auto report = parse(health.body);
+    const auto report = parseObject(health.body);
     EXPECT_EQ(report->getArray("errors")->size(), 0u) << health.body;
     EXPECT_FALSE(report->getValue<std::string>("timezone").empty());
     const auto usage = report->getArray("usage");

@@ -7,7 +7,6 @@
 
 #include <Poco/File.h>
 #include <Poco/JSON/Object.h>
-#include <Poco/JSON/Parser.h>
 
 #include <gtest/gtest.h>
 
@@ -41,8 +40,7 @@ std::vector<unsigned> counts(const std::string& operation)
 {
     const HttpResponse health = sharedApi().get("/_M_/health");
     EXPECT_EQ(health.status, 200);
-    const auto stats =
-        Poco::JSON::Parser().parse(health.body).extract<Poco::JSON::Object::Ptr>()->getObject(operation);
+    const auto stats = parseObject(health.body)->getObject(operation);
     return {stats->getValue<unsigned>("successes"), stats->getValue<unsigned>("failures")};
 }
 

@@ -20,8 +20,8 @@ class NotificationRelayTest : public ::testing::Test
 protected:
     void SetUp() override
     {
-        first = subscribeNotifications();
-        second = subscribeNotifications();
+        first = subscribe(skillDevice());
+        second = subscribe(skillDevice());
         ASSERT_TRUE(first && second);
     }
 

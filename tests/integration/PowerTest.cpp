@@ -6,7 +6,6 @@
 #include "SimDevice.h"
 
 #include <Poco/JSON/Object.h>
-#include <Poco/JSON/Parser.h>
 #include <Poco/Thread.h>
 #include <Poco/Timestamp.h>
 
@@ -52,14 +51,6 @@ std::unique_ptr<SimDevice> startDevice(unsigned warning, unsigned duration, cons
     auto device = std::make_unique<SimDevice>(options);
     device->start();
     return device;
-}
-
-std::size_t count(const std::string& text, const std::string& what)
-{
-    std::size_t n = 0;
-    for (auto at = text.find(what); at != std::string::npos; at = text.find(what, at + 1))
-        ++n;
-    return n;
 }
 
 // The device's power button, written from the host as the kernel would:
@@ -108,7 +99,7 @@ protected:
         const auto frame = subscriber.receive(Poco::Timespan(5, 0));
         if (!frame)
             return nullptr;
-        return Poco::JSON::Parser().parse(*frame).extract<Poco::JSON::Object::Ptr>();
+        return parseObject(*frame);
     }
 
     static void expectWarning(const Poco::JSON::Object::Ptr& notification, unsigned eta)
@@ -119,17 +110,10 @@ protected:
         EXPECT_EQ(notification->getObject("data")->getValue<unsigned>("eta"), eta);
         EXPECT_EQ(notification->getObject("data")->getValue<int>("reason"), 2);
     }
-
-    static std::unique_ptr<WebSocketSubscriber> subscribe(const SimDevice& device)
-    {
-        int status = 0;
-        auto subscriber = WebSocketSubscriber::connect(device.port(), "/system_notifications", device.token(), status);
-        EXPECT_TRUE(subscriber) << "handshake answered " << status;
-        return subscriber;
-    }
-
 };
 
+// Which records make a press or a release (other keys, unsynced batches,
+// auto-repeats) is pinned by the input device's unit tests.
 TEST_F(PowerTest, OnlyAWholeHoldOfThePowerKeyPowersOffAndOnlyTheFirst)
 {
     const unsigned duration = 1000;
@@ -144,24 +128,8 @@ TEST_F(PowerTest, OnlyAWholeHoldOfThePowerKeyPowersOffAndOnlyTheFirst)
     button.write({Button::key(1), Button::syn()});
     std::this_thread::sleep_until(pressed + milliseconds(duration) - SHORT_OF_DURATION);
     button.write({Button::key(0), Button::syn()});
-    // A batch led by another key, even with the power key after it.
-    button.write({Button::key(1, KEY_VOLUMEUP), Button::key(1), Button::syn()});
     std::this_thread::sleep_for(SETTLE);
     EXPECT_EQ(powerOffs(), 0u);
-
-    // Records not yet closed by EV_SYN are no press.
-    button.write({Button::key(1)});
-    std::this_thread::sleep_for(SETTLE);
-    EXPECT_EQ(powerOffs(), 0u);
-    button.write({Button::key(0), Button::syn(), Button::key(0), Button::syn()});
-
-    // An auto-repeat while held counts as a release.
-    button.write({Button::key(1), Button::syn()});
-    std::this_thread::sleep_for(milliseconds(duration / 2));
-    button.write({Button::key(2), Button::syn()});
-    std::this_thread::sleep_for(SETTLE);
-    EXPECT_EQ(powerOffs(), 0u);
-    button.write({Button::key(0), Button::syn()});
 
     // Held: with no warning delay the command runs as soon as the hold is long enough.
     const auto held = Clock::now();
@@ -177,7 +145,7 @@ TEST_F(PowerTest, OnlyAWholeHoldOfThePowerKeyPowersOffAndOnlyTheFirst)
     button.write({Button::key(0), Button::syn()});
     EXPECT_EQ(device->calls("poweroff"), std::vector<std::vector<std::string>>{{}});
     const std::string log = device->readStateFile("log/system-manager.log");
-    EXPECT_EQ(count(log, "Power button pressed, shutting down"), 1u);
+    EXPECT_EQ(occurrences(log, "Power button pressed, shutting down"), 1u);
     EXPECT_FALSE(subscriber->receive(Poco::Timespan(0, 300000)));
 }
 
@@ -187,7 +155,7 @@ TEST_F(PowerTest, HttpPowerOffWarnsFirstRunsOnceAndRefusesEveryLaterRequest)
     auto device = startDevice(warning, 2000, "/run/pemo-sim/no-such-button");
     // Without its button the daemon still serves every route.
     EXPECT_TRUE(eventually([&] {
-        return count(device->readStateFile("log/system-manager.log"), "Could not open /run/pemo-sim/no-such-button") ==
+        return occurrences(device->readStateFile("log/system-manager.log"), "Could not open /run/pemo-sim/no-such-button") ==
                1;
     }));
     auto subscriber = subscribe(*device);

@@ -22,14 +22,6 @@ std::string scriptService(const std::string& name, int order, const std::string&
            "}";
 }
 
-int occurrences(const std::string& text, const std::string& what)
-{
-    int count = 0;
-    for (auto at = text.find(what); at != std::string::npos; at = text.find(what, at + what.size()))
-        ++count;
-    return count;
-}
-
 class ServiceSupervisionTest : public ::testing::Test
 {
 protected:
@@ -82,7 +74,7 @@ TEST_F(ServiceSupervisionTest, CrashingServiceIsLoggedAndRelaunchedAndTheStateIs
 TEST_F(ServiceSupervisionTest, ServiceThatNeverSignalsIsLoggedButKeptRunning)
 {
     EXPECT_NE(systemLog().find("Service mute failed to signal startup event during launch window"), std::string::npos);
-    EXPECT_EQ(occurrences(systemLog(), "Launching service mute"), 1);
+    EXPECT_EQ(occurrences(systemLog(), "Launching service mute"), 1u);
 }
 TEST_F(ServiceSupervisionTest, StopKillsAServiceIgnoringSigintAndItStaysStoppedUntilStarted)
 {
@@ -119,9 +111,6 @@ TEST_F(ServiceSupervisionTest, ServiceEndpointsAnswerErrorsInTheReasonPhrase)
         std::string reason;
     };
     const std::vector<Case> cases{
-        {"/service/start", "not json", 400, "Malformed arguments"},
-        {"/service/start", R"({"services": "crasher"})", 400, "Malformed arguments"},
-        {"/service/stop", R"({"names": []})", 400, "Malformed arguments"},
         {"/service/start", R"({"services": ["nope"]})", 400, R"(Failed to start services: No service found: "nope")"},
         {"/service/stop", R"({"services": ["nope"]})", 400, R"(Failed to stop services: No service found: "nope")"},
         {"/service/restart", R"({"services": ["nope"]})", 400, R"(Failed to stop services: No service found: "nope")"},

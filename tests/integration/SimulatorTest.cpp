@@ -5,7 +5,6 @@
 #include "SharedDevice.h"
 
 #include <Poco/JSON/Object.h>
-#include <Poco/JSON/Parser.h>
 #include <Poco/Net/ServerSocket.h>
 #include <Poco/Net/SocketAddress.h>
 
@@ -196,8 +195,7 @@ TEST_F(SimulatorTest, TheSystemManagerRegistersWithTheDevicesRegistry)
         std::this_thread::sleep_for(std::chrono::milliseconds(200));
     }
     ASSERT_EQ(r.status, 200) << r.reason;
-    Poco::JSON::Parser parser;
-    auto record = parser.parse(r.body).extract<Poco::JSON::Object::Ptr>();
+    const auto record = parseObject(r.body);
     ASSERT_FALSE(record.isNull()) << r.body;
     EXPECT_EQ(record->getValue<std::string>("name"), "system-manager");
     EXPECT_EQ(record->getValue<std::string>("host"), "127.0.0.1");

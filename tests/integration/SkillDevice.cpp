@@ -3,7 +3,6 @@
 #include <Poco/File.h>
 #include <Poco/FileStream.h>
 #include <Poco/JSON/Array.h>
-#include <Poco/JSON/Parser.h>
 #include <Poco/Thread.h>
 #include <Poco/Timestamp.h>
 
@@ -26,12 +25,6 @@ esac
 trap 'exit 0' TERM
 while :; do sleep 0.2; done
 )";
-
-Poco::JSON::Object::Ptr parseObject(const std::string& text)
-{
-    Poco::JSON::Parser parser;
-    return parser.parse(text).extract<Poco::JSON::Object::Ptr>();
-}
 
 void addDevelopmentDirectoryAndGhostMode(Poco::JSON::Object& config)
 {
@@ -83,15 +76,6 @@ void installSkill(const std::string& directory, const std::string& package, cons
         out << mainScript;
     }
     Poco::File(directory + "/main.sh").setExecutable(true);
-}
-
-std::unique_ptr<WebSocketSubscriber> subscribeNotifications()
-{
-    int status = 0;
-    auto subscriber =
-        WebSocketSubscriber::connect(skillDevice().port(), "/system_notifications", skillDevice().token(), status);
-    EXPECT_TRUE(subscriber) << "handshake answered " << status;
-    return subscriber;
 }
 
 std::vector<Poco::JSON::Object::Ptr> launchReports()

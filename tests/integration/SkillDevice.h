@@ -27,10 +27,6 @@ std::string developmentSkills();
 // text, and optionally an executable main.sh.
 void installSkill(const std::string& directory, const std::string& package, const std::string& mainScript = "");
 
-// A subscriber of "/system_notifications"; fails the test when the
-// handshake is refused.
-std::unique_ptr<WebSocketSubscriber> subscribeNotifications();
-
 // Every launch the demo runtime reported, oldest first.
 std::vector<Poco::JSON::Object::Ptr> launchReports();
 

@@ -6,7 +6,6 @@
 #include "SimDevice.h"
 
 #include <Poco/JSON/Object.h>
-#include <Poco/JSON/Parser.h>
 
 #include <gtest/gtest.h>
 
@@ -80,7 +79,7 @@ protected:
         const HttpResponse r = api().get(path);
         EXPECT_EQ(r.status, 200);
         std::vector<std::string> ids;
-        const auto body = Poco::JSON::Parser().parse(r.body).extract<Poco::JSON::Object::Ptr>();
+        const auto body = parseObject(r.body);
         const auto updates = body->getArray("updates");
         for (std::size_t i = 0; updates && i < updates->size(); ++i)
         {
@@ -141,11 +140,6 @@ TEST_F(UpdateTest, RefusalsChangeNothing)
     EXPECT_EQ(apply(R"("hello-2")").body, "{\n    \"error\": \"Update not downloaded\"\n}");
     ASSERT_EQ(download(R"("hello-2", "boot-2")").body, "");
     EXPECT_EQ(apply(R"("hello-2", "boot-2")").body, "{\n    \"error\": \"Duplicate update specified\"\n}");
-    for (const char* body : {"", "{}", R"({"ids": "os-2"})", R"({"ids": [1]})", "ids"})
-    {
-        EXPECT_EQ(api().put("/update", body).status, 400) << body;
-        EXPECT_EQ(api().post("/update", body).status, 400) << body;
-    }
 
     // No credentials: the list stays as it was, downloads included.
     ::unlink(device->statePath("device/var/pemo/credentials.json").c_str());

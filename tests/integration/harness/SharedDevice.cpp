@@ -44,8 +44,7 @@ void waitForSupervisedServices(const SimDevice& device)
         bool running = list.status == 200;
         if (running)
         {
-            const auto services = Poco::JSON::Parser().parse(list.body).extract<Poco::JSON::Object::Ptr>()
-                                      ->getArray("services");
+            const auto services = parseObject(list.body)->getArray("services");
             for (std::size_t i = 0; i < services->size(); ++i)
                 running = running && services->getObject(static_cast<unsigned>(i))->getValue<bool>("running");
         }
@@ -82,6 +81,27 @@ SimDevice& sharedDevice(const SimOptions& options)
 ApiClient sharedApi() { return ApiClient(sharedDevice().port(), sharedDevice().token()); }
 
 ApiClient sharedApiWithoutToken() { return ApiClient(sharedDevice().port(), std::nullopt); }
+
+std::unique_ptr<WebSocketSubscriber> subscribe(const SimDevice& device, const std::string& path)
+{
+    int status = 0;
+    auto subscriber = WebSocketSubscriber::connect(device.port(), path, device.token(), status);
+    EXPECT_TRUE(subscriber) << path << ": the handshake answered " << status;
+    return subscriber;
+}
+
+Poco::JSON::Object::Ptr parseObject(const std::string& text)
+{
+    return Poco::JSON::Parser().parse(text).extract<Poco::JSON::Object::Ptr>();
+}
+
+std::size_t occurrences(const std::string& text, const std::string& what)
+{
+    std::size_t n = 0;
+    for (auto at = text.find(what); at != std::string::npos; at = text.find(what, at + what.size()))
+        ++n;
+    return n;
+}
 
 std::vector<std::string> logLines(const SimDevice& device, const std::string& text)
 {

@@ -3,8 +3,11 @@
 #include "Http.h"
 #include "SimDevice.h"
 
+#include <Poco/JSON/Object.h>
+
 #include <chrono>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -20,6 +23,17 @@ SimDevice& sharedDevice(const SimOptions& options = {});
 // A client of the shared device with its token, and one without any.
 ApiClient sharedApi();
 ApiClient sharedApiWithoutToken();
+
+// A subscriber of device's WebSocket port at path; fails the test (and is
+// null) when the handshake is refused.
+std::unique_ptr<WebSocketSubscriber> subscribe(const SimDevice& device,
+                                               const std::string& path = "/system_notifications");
+
+// text parsed as a JSON object; throws Poco::Exception when it is none.
+Poco::JSON::Object::Ptr parseObject(const std::string& text);
+
+// How often what occurs in text.
+std::size_t occurrences(const std::string& text, const std::string& what);
 
 // The lines of the system manager's log on device that contain text.
 std::vector<std::string> logLines(const SimDevice& device, const std::string& text);
