@@ -29,6 +29,16 @@ namespace {
 
 using test::ScratchDir;
 
+// One request straight to a handler: "STATUS REASON\nBODY".
+template <class Handler, class Method>
+std::string call(Handler& handler, Method method, const std::string& body = "")
+{
+    test::FakeRequest request(body);
+    pemo::InProcessResponse response;
+    (handler.*method)(request, response, {}, nullptr);
+    return std::to_string(response.getStatus()) + " " + response.getReason() + "\n" + response.body();
+}
+
 class WifiManagerTest : public ::testing::Test
 {
 protected:
@@ -102,19 +112,43 @@ TEST_F(WifiManagerTest, StaticDropsUdhcpcOptionsAndEveryEmptyField)
     EXPECT_EQ("iface wlan0 inet static\n   address 10.1.1.5\n   netmask 255.255.255.0\n", interfaces());
 }
 
+// The endpoint's answer when the save fails; a read-only file on the device
+// takes the same path.
 TEST_F(WifiManagerTest, UnsavableEntryIsRefusedAndTheNetworkLeftAlone)
 {
     const std::string before = "iface wlan0 inet dhcp\n";
     writeInterfaces(before);
-    auto wm = manager();
+    WifiInterfaceHandler handler(manager());
     pemo::test::LogCapture log("SystemManager.WifiManager");
     // A line break cannot be written into a stanza; as root, a file mode
     // would not stop the save.
-    NetworkInterface broken{"static", "10.0.0.1\nauto eth9", "", "", "", "", ""};
-    EXPECT_FALSE(wm->setNetworkInterface(broken));
+    const std::string broken = R"({"interface": {"method": "static", "address": "10.0.0.1\nauto eth9",
+        "network": "", "netmask": "", "broadcast": "", "gateway": "", "dns": ""}})";
+    EXPECT_EQ("500 Could not set network interface\n", call(handler, &WifiInterfaceHandler::post, broken));
     EXPECT_EQ(before, interfaces());
     EXPECT_EQ("", dir.read("calls"));
     EXPECT_TRUE(log.contains("Could not save settings: Error("));
+}
+
+// A request the control interface cannot pass on answers its reply as the
+// reason; the other outcomes are answered by the device itself.
+TEST_F(WifiManagerTest, EndpointsAnswerWithoutAManagerAndWriteTheEntryAsOneObject)
+{
+    WifiInterfaceHandler noInterface(nullptr);
+    WifiWPAHandler noWpa(nullptr);
+    EXPECT_EQ("500 Wireless device not available\n", call(noInterface, &WifiInterfaceHandler::get));
+    EXPECT_EQ("500 Wireless device not available\n", call(noInterface, &WifiInterfaceHandler::post, "{}"));
+    EXPECT_EQ("500 Wireless device not available\n", call(noWpa, &WifiWPAHandler::post, R"({"command": "PING"})"));
+
+    writeInterfaces("iface wlan0 inet static\n    address 10.0.0.9\n");
+    WifiInterfaceHandler interface(manager());
+    EXPECT_EQ("200 OK\n{\n    \"interface\": {\n        \"method\": \"static\",\n        \"address\": \"10.0.0.9\",\n"
+              "        \"network\": \"\",\n        \"netmask\": \"\",\n        \"broadcast\": \"\",\n"
+              "        \"gateway\": \"\",\n        \"dns\": \"\"\n    }\n}",
+              call(interface, &WifiInterfaceHandler::get));
+    WifiWPAHandler unconnected(manager());
+    EXPECT_EQ("500 Not connected to wpa_supplicant\n",
+              call(unconnected, &WifiWPAHandler::post, R"({"command": "STATUS"})"));
 }
 
 // A stand-in DHCP client: records its arguments and every SIGUSR1. Its
@@ -183,41 +217,6 @@ TEST_F(ConnectionMonitorTest, AbsentClientIsStartedAndGivenFiveSecondsBeforeItIs
     EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::seconds(5));
     EXPECT_EQ("-i wlan0\n", dir.read("args")) << "the arguments go as one, unsplit";
     EXPECT_EQ(1u, renewals(1));
-}
-
-} // namespace
-} // namespace system
-} // namespace pemo
-
-namespace pemo {
-namespace system {
-namespace {
-
-// One request straight to a handler: "STATUS REASON\nBODY".
-template <class Handler, class Method>
-std::string call(Handler& handler, Method method, const std::string& body = "")
-{
-    test::FakeRequest request(body);
-    pemo::InProcessResponse response;
-    (handler.*method)(request, response, {}, nullptr);
-    return std::to_string(response.getStatus()) + " " + response.getReason() + "\n" + response.body();
-}
-
-// The other outcomes are answered by the device itself (integration tests).
-TEST_F(WifiManagerTest, EndpointsAnswerWithoutAManagerAndWriteTheEntryAsOneObject)
-{
-    WifiInterfaceHandler noInterface(nullptr);
-    WifiWPAHandler noWpa(nullptr);
-    EXPECT_EQ("500 Wireless device not available\n", call(noInterface, &WifiInterfaceHandler::get));
-    EXPECT_EQ("500 Wireless device not available\n", call(noInterface, &WifiInterfaceHandler::post, "{}"));
-    EXPECT_EQ("500 Wireless device not available\n", call(noWpa, &WifiWPAHandler::post, R"({"command": "PING"})"));
-
-    writeInterfaces("iface wlan0 inet static\n    address 10.0.0.9\n");
-    WifiInterfaceHandler interface(manager());
-    EXPECT_EQ("200 OK\n{\n    \"interface\": {\n        \"method\": \"static\",\n        \"address\": \"10.0.0.9\",\n"
-              "        \"network\": \"\",\n        \"netmask\": \"\",\n        \"broadcast\": \"\",\n"
-              "        \"gateway\": \"\",\n        \"dns\": \"\"\n    }\n}",
-              call(interface, &WifiInterfaceHandler::get));
 }
 
 } // namespace
