@@ -1,24 +1,21 @@
 #include "FakeServices.h"
+#include "ScratchDir.h"
 
 #include "service/ServiceManager.h"
 #include "service/ServiceManagerServiceImpl.h"
 
-#include <Poco/Environment.h>
 #include <Poco/Exception.h>
-#include <Poco/File.h>
-#include <Poco/TemporaryFile.h>
 #include <Poco/Util/MapConfiguration.h>
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <fstream>
 
 namespace pemo {
 namespace system {
 namespace {
 
-using test::jsonConfig;
+using pemo::test::jsonConfig;
 using ServiceImpl = ServiceManager::ServiceImpl;
 
 std::vector<std::string> namesOf(const ServiceManager::Service::Vector& services)
@@ -136,20 +133,14 @@ TEST(ServiceConfigurationTest, UnsaidEnabledIsFalseAndAMissingModeIsInvalid)
 // wins over "default".
 TEST(ServiceConfigurationTest, TheDeviceModesEntryWinsOverDefault)
 {
-    Poco::TemporaryFile dir;
-    dir.createDirectories();
-    const std::string program = dir.path() + "/pemo-getmode";
-    std::ofstream(program) << "#!/bin/sh\necho developer\n";
-    Poco::File(program).setExecutable(true);
-    const std::string oldPath = Poco::Environment::get("PATH", "");
-    Poco::Environment::set("PATH", dir.path() + ":" + oldPath);
+    test::ScratchDir dir;
+    dir.script("pemo-getmode", "echo developer");
+    test::PathPrefix prefix(dir.path());
 
     const ServiceImpl service = serviceFrom(R"({"name": "svc", "executable": "/bin/true", "modes": {
         "default": {"arguments": ["normal"], "enabled": true},
         "developer": {"arguments": ["dev"], "enabled": true}}})");
-    const ServiceImpl::Mode mode = service.getMode();
-    Poco::Environment::set("PATH", oldPath);
-    EXPECT_EQ(mode.arguments, (ServiceImpl::Mode::Args{"dev"}));
+    EXPECT_EQ(service.getMode().arguments, (ServiceImpl::Mode::Args{"dev"}));
 }
 
 } // namespace

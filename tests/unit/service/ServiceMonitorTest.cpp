@@ -1,19 +1,18 @@
 #include "FakeServices.h"
+#include "ScratchDir.h"
 
 #include "service/ServiceManagerMonitor.h"
 
 #include <pemo/ErrorTracker.h>
 
-#include <Poco/File.h>
 #include <Poco/NObserver.h>
-#include <Poco/TemporaryFile.h>
 
 #include <gtest/gtest.h>
 
 #include <signal.h>
 
 #include <chrono>
-#include <fstream>
+#include <cstdlib>
 #include <mutex>
 #include <thread>
 
@@ -29,35 +28,12 @@ using Monitor = ServiceManager::Monitor;
 class ServiceMonitorTest : public ::testing::Test
 {
 protected:
-    ServiceMonitorTest() : _dir(Poco::TemporaryFile::tempName())
-    {
-        Poco::File(_dir).createDirectories();
-    }
-
-    ~ServiceMonitorTest() override
-    {
-        Poco::File(_dir).remove(true);
-    }
-
     std::string script(const std::string& name, const std::string& body)
     {
-        const std::string path = _dir + "/" + name;
-        std::ofstream(path) << "#!/bin/sh\necho $$ > " << pidFile(name) << "\n" << body << "\n";
-        Poco::File(path).setExecutable(true);
-        return path;
+        return _dir.script(name, "echo $$ > " + _dir.file(name + ".pid") + "\n" + body);
     }
 
-    std::string pidFile(const std::string& name) const
-    {
-        return _dir + "/" + name + ".pid";
-    }
-
-    int pidOf(const std::string& name) const
-    {
-        int pid = 0;
-        std::ifstream(pidFile(name)) >> pid;
-        return pid;
-    }
+    int pidOf(const std::string& name) const { return std::atoi(_dir.read(name + ".pid").c_str()); }
 
     static std::string signal()
     {
@@ -69,7 +45,7 @@ protected:
     {
         const std::string json = R"({"name": ")" + name + R"(", "executable": ")" + executable +
                                  R"(", "modes": {"default": {"enabled": true}})" + extra + "}";
-        return {std::make_shared<ServiceManager::ServiceImpl>(test::jsonConfig(json).get()), nullptr};
+        return {std::make_shared<ServiceManager::ServiceImpl>(pemo::test::jsonConfig(json).get()), nullptr};
     }
 
     void observe(Monitor& monitor)
@@ -92,7 +68,7 @@ protected:
         return _states;
     }
 
-    std::string _dir;
+    test::ScratchDir _dir;
     std::mutex _mutex;
     std::vector<Type> _states;
 };
@@ -104,7 +80,7 @@ TEST_F(ServiceMonitorTest, ACrashIsPublishedAsRecoveryAndTheNextPassRelaunchesIt
     const std::string crasher = script("crasher", signal() + "\nexit 3");
     Monitor monitor(ServiceManager::Params(), {bucket("crasher", crasher, R"(, "crash_code": "TEST_CRASH_3")")});
     observe(monitor);
-    test::LogCapture log("SystemManager.Service.Monitor");
+    pemo::test::LogCapture log("SystemManager.Service.Monitor");
     const auto crashesBefore = pemo::ErrorTracker::get().count("TEST_CRASH_3");
 
     monitor.work();
@@ -161,13 +137,13 @@ TEST_F(ServiceMonitorTest, ManagerStopPublishesShutdownAndStopsInReverseStartOrd
     const std::string first = script("first", signal() + "\nexec sleep 30");
     const std::string second = script("second", signal() + "\nexec sleep 30");
     pemo::ServiceRegistryClient registry;
-    ServiceManager manager(test::jsonConfig(R"({"services": [
+    ServiceManager manager(pemo::test::jsonConfig(R"({"services": [
         {"name": "second", "order": 2, "executable": ")" + second + R"(", "modes": {"default": {"enabled": true}}},
         {"name": "first", "order": 1, "executable": ")" + first + R"(", "modes": {"default": {"enabled": true}}}
     ]})"), registry);
     manager.addObserver(Poco::NObserver<ServiceMonitorTest, ServiceManagerNotification>(
         *this, &ServiceMonitorTest::onState));
-    test::LogCapture log("SystemManager.Service.Monitor");
+    pemo::test::LogCapture log("SystemManager.Service.Monitor");
 
     manager.start();
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
