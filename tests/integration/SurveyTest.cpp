@@ -174,6 +174,9 @@ protected:
                                                << c.describeAll(expected);
     }
 
+    // A route that reads no body must still answer each bad body: the
+    // connection closing on the unread body used to reset it, taking the
+    // answer with it.
     void survey(const RouteCase& c)
     {
         const bool readsJSON = !c.members.empty();
@@ -261,18 +264,6 @@ TEST_F(SurveyTest, AnUnframedPostHasNoBodyInsteadOfWaitingForTheCallerToClose)
     EXPECT_EQ(r.status, 400);
     EXPECT_EQ(r.reason, "Malformed arguments");
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
-}
-
-// A route that reads no body answered, and the connection closed on the
-// unread body: the reset took the answer with it (most of the time, so a
-// few tries).
-TEST_F(SurveyTest, TheAnswerSurvivesABodyTheRouteNeverReads)
-{
-    for (int i = 0; i < 4; ++i)
-    {
-        const HttpResponse r = send("GET", "/service/list", {"1 MB", std::string(1000000, ' ')});
-        EXPECT_EQ(r.status, 200) << "try " << i;
-    }
 }
 
 } // namespace
