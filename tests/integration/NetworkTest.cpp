@@ -9,10 +9,6 @@
 
 #include <Poco/JSON/Array.h>
 #include <Poco/JSON/Object.h>
-#include <Poco/Pipe.h>
-#include <Poco/PipeStream.h>
-#include <Poco/Process.h>
-#include <Poco/StreamCopier.h>
 
 #include <gtest/gtest.h>
 
@@ -42,19 +38,6 @@ SimDevice& device()
 ApiClient api()
 {
     return ApiClient(device().port(), device().token());
-}
-
-// sim/pemo-sim wifi ACTION: wpa_supplicant driven from outside the daemon.
-ExecResult wifi(const std::string& action)
-{
-    Poco::Pipe out;
-    Poco::ProcessHandle handle = Poco::Process::launch(
-        sourceDir() + "/sim/pemo-sim", {"wifi", "--state", device().stateDir(), action}, nullptr, &out, &out);
-    Poco::PipeInputStream stream(out);
-    ExecResult result;
-    Poco::StreamCopier::copyToString(stream, result.output);
-    result.status = handle.wait();
-    return result;
 }
 
 // Leases the access point has granted or renewed.
@@ -118,10 +101,10 @@ TEST(NetworkTest, ConnectionEventsReachSubscribersAndTheRealUdhcpcRenewsItsLease
     auto subscriber = subscribe(device(), "/wifi/messages");
     const std::size_t leases = acks();
 
-    ASSERT_EQ(0, wifi("disconnect").status);
+    ASSERT_EQ(0, device().simulator("wifi", {"disconnect"}).status);
     EXPECT_EQ(R"({"message":"<3>CTRL-EVENT-DISCONNECTED bssid=01:80:c2:00:00:03 reason=3 locally_generated=1"})",
               frameWith(*subscriber, "CTRL-EVENT-DISCONNECTED"));
-    ASSERT_EQ(0, wifi("reconnect").status);
+    ASSERT_EQ(0, device().simulator("wifi", {"reconnect"}).status);
     EXPECT_EQ(R"({"message":"<3>CTRL-EVENT-CONNECTED - Connection to 01:80:c2:00:00:03 completed [id=0 id_str=]"})",
               frameWith(*subscriber, "CTRL-EVENT-CONNECTED"));
     EXPECT_TRUE(eventually([&] { return acks() > leases; })) << "udhcpd saw no renewal";

@@ -335,8 +335,15 @@ void SimDevice::clearCalls(const std::string& program) const
 
 ExecResult SimDevice::exec(const std::vector<std::string>& argv) const
 {
-    std::vector<std::string> args = {"exec", "--state", _stateDir, "--"};
+    std::vector<std::string> args{"--"};
     args.insert(args.end(), argv.begin(), argv.end());
+    return simulator("exec", args);
+}
+
+ExecResult SimDevice::simulator(const std::string& command, const std::vector<std::string>& arguments) const
+{
+    std::vector<std::string> args = {command, "--state", _stateDir};
+    args.insert(args.end(), arguments.begin(), arguments.end());
     Poco::Pipe out;
     Poco::ProcessHandle handle = Poco::Process::launch(sourceDir() + "/sim/pemo-sim", args, nullptr, &out, &out);
     Poco::PipeInputStream stream(out);
