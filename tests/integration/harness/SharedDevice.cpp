@@ -80,8 +80,6 @@ SimDevice& sharedDevice(const SimOptions& options)
 
 ApiClient sharedApi() { return ApiClient(sharedDevice().port(), sharedDevice().token()); }
 
-ApiClient sharedApiWithoutToken() { return ApiClient(sharedDevice().port(), std::nullopt); }
-
 std::unique_ptr<WebSocketSubscriber> subscribe(const SimDevice& device, const std::string& path)
 {
     int status = 0;

@@ -20,9 +20,8 @@ namespace pemo::test {
 // reported to every later caller instead of being retried.
 SimDevice& sharedDevice(const SimOptions& options = {});
 
-// A client of the shared device with its token, and one without any.
+// A client of the shared device with its token.
 ApiClient sharedApi();
-ApiClient sharedApiWithoutToken();
 
 // A subscriber of device's WebSocket port at path; fails the test (and is
 // null) when the handshake is refused.
