@@ -181,6 +181,18 @@ HTTPExchange::Answer FuzzedSystem::request(const std::string& method, const std:
     }
 }
 
+HTTPExchange::Answer FuzzedSystem::answered(const std::string& method, const std::string& path,
+                                            const std::string& token, const std::string& body)
+{
+    const auto answer = request(method, path, token, body);
+    if (answer.status < 100 || answer.status > 599)
+    {
+        std::fprintf(stderr, "%s %s got no answer (status %d)\n", method.c_str(), path.c_str(), answer.status);
+        std::abort();
+    }
+    return answer;
+}
+
 std::pair<std::string, std::string> splitFirstLine(const char* data, std::size_t size)
 {
     const std::string text(data, size);

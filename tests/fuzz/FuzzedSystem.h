@@ -27,6 +27,11 @@ public:
     HTTPExchange::Answer request(const std::string& method, const std::string& path, const std::string& token,
                                  const std::string& body);
 
+    /// request(), ending the process with abort() (a fault to libFuzzer)
+    /// when no answer came: every request is answered, whatever it holds.
+    HTTPExchange::Answer answered(const std::string& method, const std::string& path, const std::string& token,
+                                  const std::string& body);
+
     /// Where skills are searched for; writable.
     static const std::string SKILL_DIRECTORY;
     /// The trusted token that holds every permission.

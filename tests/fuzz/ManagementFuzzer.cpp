@@ -2,9 +2,6 @@
 // byte picks the route, the rest is the body.
 #include "FuzzedSystem.h"
 
-#include <cstdio>
-#include <cstdlib>
-
 extern "C" int LLVMFuzzerTestOneInput(const char* data, std::size_t size)
 {
     static const char* const routes[] = {"/_M_/session",     "/_M_/current-session", "/_M_/delete-session",
@@ -12,12 +9,6 @@ extern "C" int LLVMFuzzerTestOneInput(const char* data, std::size_t size)
     if (size == 0)
         return 0;
     const char* route = routes[static_cast<unsigned char>(data[0]) % (sizeof(routes) / sizeof(routes[0]))];
-    const auto answer =
-        pemo::fuzz::FuzzedSystem::instance().request("POST", route, "wexlor", std::string(data + 1, size - 1));
-    if (answer.status < 100 || answer.status > 599)
-    {
-        std::fprintf(stderr, "%s got no answer (status %d)\n", route, answer.status);
-        std::abort();
-    }
+    pemo::fuzz::FuzzedSystem::instance().answered("POST", route, "wexlor", std::string(data + 1, size - 1));
     return 0;
 }

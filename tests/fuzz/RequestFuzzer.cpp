@@ -3,22 +3,12 @@
 // line without a space is a POST to that path.
 #include "FuzzedSystem.h"
 
-#include <cstdio>
-#include <cstdlib>
-
 extern "C" int LLVMFuzzerTestOneInput(const char* data, std::size_t size)
 {
     const auto [line, body] = pemo::fuzz::splitFirstLine(data, size);
     const auto space = line.find(' ');
     const std::string method = space == std::string::npos ? "POST" : line.substr(0, space);
     const std::string path = space == std::string::npos ? line : line.substr(space + 1);
-    const auto answer =
-        pemo::fuzz::FuzzedSystem::instance().request(method, path, pemo::fuzz::FuzzedSystem::TOKEN, body);
-    // Every request is answered, whatever it holds.
-    if (answer.status < 100 || answer.status > 599)
-    {
-        std::fprintf(stderr, "%s %s got no answer (status %d)\n", method.c_str(), path.c_str(), answer.status);
-        std::abort();
-    }
+    pemo::fuzz::FuzzedSystem::instance().answered(method, path, pemo::fuzz::FuzzedSystem::TOKEN, body);
     return 0;
 }
