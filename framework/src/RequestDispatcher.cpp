@@ -94,13 +94,12 @@ const Poco::Int64 LARGE_BODY = 64 * 1024;
 // a millisecond it takes to hand it back.
 void releaseFreedMemory(const HTTPServerRequest& request)
 {
-    const bool large = request.getChunkedTransferEncoding() ||
-                       (request.hasContentLength() && request.getContentLength64() >= LARGE_BODY);
 #ifdef __GLIBC__
-    if (large)
+    if (request.getChunkedTransferEncoding() ||
+        (request.hasContentLength() && request.getContentLength64() >= LARGE_BODY))
         malloc_trim(0);
 #else
-    (void)large;
+    (void)request;
 #endif
 }
 
