@@ -161,6 +161,7 @@ protected:
         client = dir.script("udhcpc-stand-in",
                             "echo \"$*\" >> '" + dir.file("args") + "'\n"
                             "trap \"echo renew >> '" + dir.file("renewed") + "'\" USR1\n"
+                            "echo up > '" + dir.file("ready") + "'\n"
                             "while :; do sleep 0.05; done");
         Udhcpc::Params params;
         params.executable = client;
@@ -191,6 +192,9 @@ protected:
 TEST_F(ConnectionMonitorTest, OnlyAConnectionEventWithDhcpRenewsTheRunningClient)
 {
     Poco::Process::launch(client, {});
+    // Only once its trap is set; under emulation a shell takes a while to get there.
+    for (int i = 0; i < 100 && dir.read("ready").empty(); ++i)
+        Poco::Thread::sleep(50);
     ASSERT_TRUE(udhcpc->isRunning());
     monitor->setMethod("dhcp");
     monitor->onMessage("<3>CTRL-EVENT-DISCONNECTED bssid=01:80:c2:00:00:03 reason=3 locally_generated=1");
