@@ -92,13 +92,9 @@ std::vector<Poco::JSON::Object::Ptr> launchReports()
 std::vector<std::string> sessionTokens()
 {
     const HttpResponse r = skillApi().get("/session/list");
-    std::vector<std::string> tokens;
     if (r.status != 200)
-        return tokens;
-    Poco::JSON::Array::Ptr list = parseObject(r.body)->getArray("sessions");
-    for (std::size_t i = 0; i < list->size(); ++i)
-        tokens.push_back(list->getElement<std::string>(static_cast<unsigned>(i)));
-    return tokens;
+        return {};
+    return elements<std::string>(parseObject(r.body)->getArray("sessions"));
 }
 
 Poco::JSON::Object::Ptr listedSkill(const std::string& name)

@@ -3,6 +3,7 @@
 #include "Http.h"
 #include "SimDevice.h"
 
+#include <Poco/JSON/Array.h>
 #include <Poco/JSON/Object.h>
 
 #include <chrono>
@@ -30,6 +31,16 @@ std::unique_ptr<WebSocketSubscriber> subscribe(const SimDevice& device,
 
 // text parsed as a JSON object; throws Poco::Exception when it is none.
 Poco::JSON::Object::Ptr parseObject(const std::string& text);
+
+// The elements of a JSON array as T; throws Poco::Exception when one is no T.
+template <class T>
+std::vector<T> elements(const Poco::JSON::Array::Ptr& array)
+{
+    std::vector<T> out;
+    for (unsigned i = 0; i < array->size(); ++i)
+        out.push_back(array->getElement<T>(i));
+    return out;
+}
 
 // How often what occurs in text.
 std::size_t occurrences(const std::string& text, const std::string& what);
