@@ -135,17 +135,13 @@ TEST_F(RunProgramTest, ModeAndVersionAnswerWhatTheirProgramsDid)
         SCOPED_TRACE(std::string(c.program) + " " + c.script);
         ::unlink(dir.file("arguments").c_str());
         dir.script(c.program, "printf '%s\\n' \"$@\" >> " + dir.file("arguments") + "\n" + c.script);
-        test::FakeRequest request(c.body ? c.body : "");
-        pemo::InProcessResponse response;
+        pemo::HTTPRequestHandler* handler = &mode;
         if (std::string(c.program) == "pemo-version")
-            version.get(request, response, {}, nullptr);
-        else if (c.body)
-            mode.post(request, response, {}, nullptr);
-        else
-            mode.get(request, response, {}, nullptr);
-        EXPECT_EQ(c.status, response.getStatus());
-        EXPECT_EQ(c.reason, response.getReason());
-        EXPECT_EQ(c.answer, response.body());
+            handler = &version;
+        const test::HandlerAnswer answer = test::call(*handler, c.body ? "POST" : "GET", c.body ? c.body : "");
+        EXPECT_EQ(c.status, answer.status);
+        EXPECT_EQ(c.reason, answer.reason);
+        EXPECT_EQ(c.answer, answer.body);
         EXPECT_EQ(c.arguments ? c.arguments : "", dir.read("arguments"));
     }
 }

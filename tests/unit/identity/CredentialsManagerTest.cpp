@@ -5,7 +5,6 @@
 #include "identity/CredentialsHandler.h"
 #include "identity/CredentialsManager.h"
 
-#include <pemo/InProcessResponse.h>
 #include <pemo/ServiceRegistryClient.h>
 #include <pemo/SystemNotificationClient.h>
 
@@ -33,13 +32,10 @@ protected:
         manager = std::make_shared<CredentialsManager>(config, snc);
     }
 
-    pemo::InProcessResponse request(const std::string& body = "")
+    test::HandlerAnswer request(const std::string& body = "")
     {
         CredentialsHandler handler(manager);
-        test::FakeRequest request(body);
-        pemo::InProcessResponse response;
-        body.empty() ? handler.get(request, response, {}, nullptr) : handler.post(request, response, {}, nullptr);
-        return response;
+        return test::call(handler, body.empty() ? "GET" : "POST", body);
     }
 
     test::ScratchDir dir;
@@ -55,18 +51,17 @@ protected:
 // Nothing refused (incomplete, unsaveable) touches the stored file.
 TEST_F(CredentialsManagerTest, RefusedOrFailedStoresKeepTheFileAndUnreadableOnesAreReported)
 {
-    EXPECT_EQ("Error getting credentials: No credentials", request().getReason());
-    EXPECT_EQ(204, request(R"({"accessKeyId":"k","secretAccessKey":"s","region":"eu"})").getStatus());
+    EXPECT_EQ("Error getting credentials: No credentials", request().reason);
+    EXPECT_EQ(204, request(R"({"accessKeyId":"k","secretAccessKey":"s","region":"eu"})").status);
     const std::string stored = dir.read("credentials.json");
-    const auto incomplete = request(R"({"accessKeyId":"k2","secretAccessKey":"s2"})");
-    EXPECT_EQ("400 Malformed arguments", std::to_string(incomplete.getStatus()) + " " + incomplete.getReason());
+    EXPECT_EQ("400 Malformed arguments\n", request(R"({"accessKeyId":"k2","secretAccessKey":"s2"})").text());
     // Where the new file would be written stands a directory.
     Poco::File(dir.file("credentials.json.new")).createDirectories();
     EXPECT_THROW(manager->setCredentials({"k2", "s2", "us"}), CredentialsException);
     EXPECT_EQ(stored, dir.read("credentials.json"));
 
     dir.write("credentials.json", R"({"accessKeyId":"k","secretAccessKey":"s","region":7})");
-    EXPECT_EQ(0u, request().getReason().find("Error getting credentials: Could not parse credentials: "));
+    EXPECT_EQ(0u, request().reason.find("Error getting credentials: Could not parse credentials: "));
 }
 
 // A writer killed at any moment leaves the old credentials or the new ones,

@@ -34,11 +34,9 @@ TEST(IdentityHandlerTest, AnswersTheFourKnownMembersOfTheFileAsItIsNow)
             dir.write("identity.json", c.file);
         else
             ::remove(dir.file("identity.json").c_str());
-        test::FakeRequest request;
-        pemo::InProcessResponse response;
-        handler.get(request, response, {}, nullptr);
-        EXPECT_EQ(c.status, response.getStatus());
-        EXPECT_EQ(c.reason, response.getReason());
-        EXPECT_EQ(c.answer, response.body());
+        const test::HandlerAnswer answer = test::call(handler, "GET");
+        EXPECT_EQ(c.status, answer.status);
+        EXPECT_EQ(c.reason, answer.reason);
+        EXPECT_EQ(c.answer, answer.body);
     }
 }

@@ -27,17 +27,8 @@ namespace pemo {
 namespace system {
 namespace {
 
+using test::call;
 using test::ScratchDir;
-
-// One request straight to a handler: "STATUS REASON\nBODY".
-template <class Handler, class Method>
-std::string call(Handler& handler, Method method, const std::string& body = "")
-{
-    test::FakeRequest request(body);
-    pemo::InProcessResponse response;
-    (handler.*method)(request, response, {}, nullptr);
-    return std::to_string(response.getStatus()) + " " + response.getReason() + "\n" + response.body();
-}
 
 class WifiManagerTest : public ::testing::Test
 {
@@ -124,7 +115,7 @@ TEST_F(WifiManagerTest, UnsavableEntryIsRefusedAndTheNetworkLeftAlone)
     // would not stop the save.
     const std::string broken = R"({"interface": {"method": "static", "address": "10.0.0.1\nauto eth9",
         "network": "", "netmask": "", "broadcast": "", "gateway": "", "dns": ""}})";
-    EXPECT_EQ("500 Could not set network interface\n", call(handler, &WifiInterfaceHandler::post, broken));
+    EXPECT_EQ("500 Could not set network interface\n", call(handler, "POST", broken).text());
     EXPECT_EQ(before, interfaces());
     EXPECT_EQ("", dir.read("calls"));
     EXPECT_TRUE(log.contains("Could not save settings: Error("));
@@ -136,19 +127,19 @@ TEST_F(WifiManagerTest, EndpointsAnswerWithoutAManagerAndWriteTheEntryAsOneObjec
 {
     WifiInterfaceHandler noInterface(nullptr);
     WifiWPAHandler noWpa(nullptr);
-    EXPECT_EQ("500 Wireless device not available\n", call(noInterface, &WifiInterfaceHandler::get));
-    EXPECT_EQ("500 Wireless device not available\n", call(noInterface, &WifiInterfaceHandler::post, "{}"));
-    EXPECT_EQ("500 Wireless device not available\n", call(noWpa, &WifiWPAHandler::post, R"({"command": "PING"})"));
+    EXPECT_EQ("500 Wireless device not available\n", call(noInterface, "GET").text());
+    EXPECT_EQ("500 Wireless device not available\n", call(noInterface, "POST", "{}").text());
+    EXPECT_EQ("500 Wireless device not available\n", call(noWpa, "POST", R"({"command": "PING"})").text());
 
     writeInterfaces("iface wlan0 inet static\n    address 10.0.0.9\n");
     WifiInterfaceHandler interface(manager());
     EXPECT_EQ("200 OK\n{\n    \"interface\": {\n        \"method\": \"static\",\n        \"address\": \"10.0.0.9\",\n"
               "        \"network\": \"\",\n        \"netmask\": \"\",\n        \"broadcast\": \"\",\n"
               "        \"gateway\": \"\",\n        \"dns\": \"\"\n    }\n}",
-              call(interface, &WifiInterfaceHandler::get));
+              call(interface, "GET").text());
     WifiWPAHandler unconnected(manager());
     EXPECT_EQ("500 Not connected to wpa_supplicant\n",
-              call(unconnected, &WifiWPAHandler::post, R"({"command": "STATUS"})"));
+              call(unconnected, "POST", R"({"command": "STATUS"})").text());
 }
 
 // A stand-in DHCP client: records its arguments and every SIGUSR1. Its

@@ -119,12 +119,9 @@ TEST(SystemNotifyHandlerTest, AnswersByWhatTheNotifierDid)
     auto notifier = std::make_shared<SystemNotifier>(port);
     pemo::system::SystemNotifyHandler handler(notifier);
     const auto post = [&](const std::string& body) {
-        pemo::system::test::FakeRequest request(body);
-        pemo::InProcessResponse response;
-        handler.post(request, response, {}, nullptr);
-        EXPECT_EQ(1, response.sendCount());
-        EXPECT_EQ(0, response.getContentLength());
-        return response.getStatus();
+        const auto answer = pemo::system::test::call(handler, "POST", body);
+        EXPECT_EQ("", answer.body);
+        return answer.status;
     };
 
     EXPECT_EQ(Poco::Net::HTTPResponse::HTTP_SERVICE_UNAVAILABLE, post("{}"));

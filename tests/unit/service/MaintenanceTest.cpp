@@ -153,14 +153,9 @@ TEST_F(MaintenanceTest, AFailingUploadFailsTheBackupThroughItsEndpointAndCleansU
     Poco::File(backupDir() + "/stale").createDirectories();
     pemo::test::LogCapture managerLog("SystemManager.ServiceManager");
     pemo::test::LogCapture handlerLog("SystemManager.BackupHandler");
-    test::FakeRequest request;
-    pemo::InProcessResponse response;
+    BackupHandler handler(services);
 
-    BackupHandler(services).post(request, response, {}, nullptr);
-
-    EXPECT_EQ(response.getStatus(), Poco::Net::HTTPResponse::HTTP_INTERNAL_SERVER_ERROR);
-    EXPECT_EQ(response.getReason(), "Failed to do system backup");
-    EXPECT_EQ(response.sendCount(), 1);
+    EXPECT_EQ(test::call(handler, "POST").text(), "500 Failed to do system backup\n");
     EXPECT_TRUE(managerLog.contains("ServiceManager::backup Uploading command failed (3): no network"));
     EXPECT_TRUE(handlerLog.contains("BackupHandler::post Error uploading backup file"));
     EXPECT_FALSE(Poco::File(backupDir()).exists());
@@ -175,12 +170,9 @@ TEST_F(MaintenanceTest, RestoreUnpacksTheDownloadForTheServicesThroughItsEndpoin
 {
     prepareRestoreArchive("restored data");
     const auto services = manager();
-    test::FakeRequest request;
-    pemo::InProcessResponse response;
+    RestoreHandler handler(services);
 
-    RestoreHandler(services).post(request, response, {}, nullptr);
-
-    EXPECT_EQ(response.getStatus(), Poco::Net::HTTPResponse::HTTP_NO_CONTENT);
+    EXPECT_EQ(test::call(handler, "POST").status, Poco::Net::HTTPResponse::HTTP_NO_CONTENT);
     EXPECT_EQ(restoredData(), "restored data");
     ASSERT_EQ(_service.requests().size(), 1u);
     EXPECT_EQ(pathIn(_service.requests()[0].body), restoreDir());
@@ -221,22 +213,16 @@ TEST_F(MaintenanceTest, ARestoreThatCannotBeHadTellsNoServiceAndCountsAFailure)
 TEST_F(MaintenanceTest, WipeReachesEveryAddressAndFailsWhenOneCannotBeTold)
 {
     const auto services = manager();
-    test::FakeRequest request;
-    pemo::InProcessResponse told;
-    WipeHandler(services).post(request, told, {}, nullptr);
+    WipeHandler handler(services);
 
-    EXPECT_EQ(told.getStatus(), Poco::Net::HTTPResponse::HTTP_NO_CONTENT);
+    EXPECT_EQ(test::call(handler, "POST").status, Poco::Net::HTTPResponse::HTTP_NO_CONTENT);
     ASSERT_EQ(_service.requests().size(), 1u);
     EXPECT_EQ(_service.requests()[0].path, "/_M_/system/wipe");
     EXPECT_EQ(_registry.requests().size(), 1u);
 
     _registry.setRecords({pemo::test::recordAt("svc", _service.port()), pemo::test::recordAt("gone", 1)});
     pemo::test::LogCapture log("SystemManager.ServiceManager");
-    pemo::InProcessResponse refused;
-    WipeHandler(services).post(request, refused, {}, nullptr);
-
-    EXPECT_EQ(refused.getStatus(), Poco::Net::HTTPResponse::HTTP_INTERNAL_SERVER_ERROR);
-    EXPECT_EQ(refused.getReason(), "Failed to do system wipe");
+    EXPECT_EQ(test::call(handler, "POST").text(), "500 Failed to do system wipe\n");
     EXPECT_TRUE(log.contains("ServiceManager::wipe Error sending request to 127.0.0.1:1"));
     EXPECT_TRUE(log.contains("ServiceManager::wipe Failed to wipe: "));
     EXPECT_EQ(_service.requests().size(), 2u) << "the reachable service is still told";

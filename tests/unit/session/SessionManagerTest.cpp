@@ -15,6 +15,8 @@ namespace system {
 namespace {
 
 using pemo::test::RecordingService;
+using Answer = test::HandlerAnswer;
+using test::call;
 
 // The session endpoints over a session manager whose changes fan out to the
 // recording registry.
@@ -26,25 +28,6 @@ protected:
           _services(std::make_shared<ServiceManager>(pemo::test::jsonConfig(R"({"connection_timeout": 500})"),
                                                      _registryClient))
     {
-    }
-
-    struct Answer
-    {
-        int status;
-        std::string reason;
-        std::string body;
-    };
-
-    static Answer call(pemo::HTTPRequestHandler& handler, const std::string& method, const std::string& body = "")
-    {
-        test::FakeRequest request(body);
-        pemo::InProcessResponse response;
-        if (method == "GET")
-            handler.get(request, response, {}, nullptr);
-        else
-            handler.post(request, response, {}, nullptr);
-        EXPECT_EQ(1, response.sendCount());
-        return {response.getStatus(), response.getReason(), response.body()};
     }
 
     static std::string tokenOf(const Answer& answer)
