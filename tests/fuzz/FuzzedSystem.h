@@ -21,14 +21,10 @@ class FuzzedSystem
 public:
     static FuzzedSystem& instance();
 
-    /// One request with the given method, path, authentication header (none
-    /// when empty) and body. Never throws: an exchange that fails is a
-    /// status 0 answer.
-    HTTPExchange::Answer request(const std::string& method, const std::string& path, const std::string& token,
-                                 const std::string& body);
-
-    /// request(), ending the process with abort() (a fault to libFuzzer)
-    /// when no answer came: every request is answered, whatever it holds.
+    /// The answer to one request with the given method, path, authentication
+    /// header (none when empty) and body. Ends the process with abort() (a
+    /// fault to libFuzzer) when no answer came: every request is answered,
+    /// whatever it holds.
     HTTPExchange::Answer answered(const std::string& method, const std::string& path, const std::string& token,
                                   const std::string& body);
 
@@ -41,8 +37,5 @@ private:
     FuzzedSystem();
     unsigned _port = 0;
 };
-
-/// Splits data at its first newline: the head (without it) and the rest.
-std::pair<std::string, std::string> splitFirstLine(const char* data, std::size_t size);
 
 } // namespace pemo::fuzz
