@@ -1,15 +1,14 @@
 #pragma once
 
+#include "Eventually.h"
 #include "pemo/ServiceCore.h"
 
 #include <Poco/Net/HTTPResponse.h>
 #include <Poco/Util/Application.h>
 
-#include <chrono>
 #include <functional>
 #include <map>
 #include <string>
-#include <thread>
 
 namespace pemo {
 namespace test {
@@ -62,15 +61,6 @@ struct Reply
     std::string reason;
     std::string body;
 };
-
-/// Polls every 10 ms for up to five seconds until predicate holds; its last answer.
-template <class Predicate>
-bool eventually(Predicate predicate)
-{
-    for (int i = 0; i < 500 && !predicate(); ++i)
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    return predicate();
-}
 
 /// One HTTP exchange with 127.0.0.1:port; token goes in the
 /// authentication header unless empty; the body is sent chunked if asked.

@@ -8,6 +8,7 @@
 #include "network/WifiManager.h"
 #include "network/WifiWPAHandler.h"
 
+#include "Eventually.h"
 #include "FakeHTTP.h"
 #include "LogCapture.h"
 #include "ScratchDir.h"
@@ -184,8 +185,7 @@ TEST_F(ConnectionMonitorTest, OnlyAConnectionEventWithDhcpRenewsTheRunningClient
 {
     Poco::Process::launch(client, {});
     // Only once its trap is set; under emulation a shell takes a while to get there.
-    for (int i = 0; i < 100 && dir.read("ready").empty(); ++i)
-        Poco::Thread::sleep(50);
+    ASSERT_TRUE(pemo::test::eventually([&] { return !dir.read("ready").empty(); }));
     ASSERT_TRUE(udhcpc->isRunning());
     monitor->setMethod("dhcp");
     monitor->onMessage("<3>CTRL-EVENT-DISCONNECTED bssid=01:80:c2:00:00:03 reason=3 locally_generated=1");

@@ -1,3 +1,4 @@
+#include "Eventually.h"
 #include "FakeHTTP.h"
 #include "LogCapture.h"
 
@@ -103,9 +104,7 @@ TEST_F(SystemNotifierTest, SendsWhatIsDueAndSurvivesAnOversizedMessage)
     notifier.start();
     ASSERT_TRUE(notifier.notify(std::string(20000, 'x')));
     ASSERT_TRUE(notifier.notify("{}"));
-    for (int i = 0; i < 40 && notifier.queued() > 0; ++i)
-        Poco::Thread::sleep(50);
-    EXPECT_EQ(0u, notifier.queued());
+    EXPECT_TRUE(pemo::test::eventually([&] { return notifier.queued() == 0; }));
     EXPECT_EQ(1u, log.containing("could not send notification of 20000 bytes").size());
     EXPECT_EQ(1u, log.containing("SystemNotifier::Worker send notification '{}'").size());
 }

@@ -1,3 +1,4 @@
+#include "Eventually.h"
 #include "FakeServices.h"
 #include "ScratchDir.h"
 
@@ -14,7 +15,6 @@
 #include <chrono>
 #include <cstdlib>
 #include <mutex>
-#include <thread>
 
 namespace pemo {
 namespace system {
@@ -146,9 +146,7 @@ TEST_F(ServiceMonitorTest, ManagerStopPublishesShutdownAndStopsInReverseStartOrd
     pemo::test::LogCapture log("SystemManager.Service.Monitor");
 
     manager.start();
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (states().empty() && std::chrono::steady_clock::now() < deadline)
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    pemo::test::eventually([&] { return !states().empty(); }, std::chrono::seconds(10));
     manager.stop();
 
     EXPECT_EQ(states(), (std::vector<Type>{ServiceManagerNotification::READY, ServiceManagerNotification::SHUTDOWN}));
