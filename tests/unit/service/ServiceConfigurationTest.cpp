@@ -109,10 +109,19 @@ TEST(ServiceConfigurationTest, ModeReadsArgumentsUpToTheGapEnvironmentAndDirecto
     EXPECT_TRUE(mode.enabled);
 }
 
-// A mode that does not say "enabled" is disabled; without an entry for the
-// device's mode or "default" there is nothing to launch.
-TEST(ServiceConfigurationTest, UnsaidEnabledIsFalseAndAMissingModeIsInvalid)
+// A mode that does not say "enabled" is disabled; the device's mode comes
+// from the mode program on PATH, and its entry wins over "default"; without
+// either there is nothing to launch.
+TEST(ServiceConfigurationTest, TheDeviceModesEntryWinsOverDefaultUnsaidEnabledIsFalseAndAMissingModeIsInvalid)
 {
+    test::ScratchDir dir;
+    dir.script("pemo-getmode", "echo developer");
+    test::PathPrefix prefix(dir.path());
+
+    EXPECT_EQ(serviceFrom(R"({"name": "svc", "executable": "/bin/true", "modes": {
+        "default": {"arguments": ["normal"], "enabled": true},
+        "developer": {"arguments": ["dev"], "enabled": true}}})").getMode().arguments,
+              (ServiceImpl::Mode::Args{"dev"}));
     EXPECT_FALSE(serviceFrom(R"({"name": "svc", "executable": "/bin/true",
         "modes": {"default": {"arguments": ["x"]}}})").getMode().enabled);
 
@@ -127,20 +136,6 @@ TEST(ServiceConfigurationTest, UnsaidEnabledIsFalseAndAMissingModeIsInvalid)
     {
         EXPECT_STREQ(e.what(), "Invalid launch configuration for svc");
     }
-}
-
-// The device's mode comes from the mode program on PATH; a matching entry
-// wins over "default".
-TEST(ServiceConfigurationTest, TheDeviceModesEntryWinsOverDefault)
-{
-    test::ScratchDir dir;
-    dir.script("pemo-getmode", "echo developer");
-    test::PathPrefix prefix(dir.path());
-
-    const ServiceImpl service = serviceFrom(R"({"name": "svc", "executable": "/bin/true", "modes": {
-        "default": {"arguments": ["normal"], "enabled": true},
-        "developer": {"arguments": ["dev"], "enabled": true}}})");
-    EXPECT_EQ(service.getMode().arguments, (ServiceImpl::Mode::Args{"dev"}));
 }
 
 } // namespace
