@@ -34,14 +34,6 @@ std::string pathIn(const std::string& body)
     return path;
 }
 
-std::string readFile(const std::string& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream content;
-    content << in.rdbuf();
-    return content.str();
-}
-
 // The transfer programs are scripts that keep their arguments and, for the
 // backup, a copy of the archive they were handed; a service registered at
 // the registry stores its data where the request says and reads it back on
@@ -102,7 +94,7 @@ protected:
         else if (request.path == "/_M_/system/restore")
         {
             std::lock_guard<std::mutex> lock(_mutex);
-            _restoredData = readFile(pathIn(request.body) + "/svc/data.txt");
+            _restoredData = _work.read("in/restore/svc/data.txt");
         }
     }
 

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <unistd.h>
 
 namespace pemo {
 namespace system {
@@ -61,6 +62,13 @@ public:
         std::ostringstream content;
         content << std::ifstream(file(name), std::ios::binary).rdbuf();
         return content.str();
+    }
+    /// The target of a symbolic link in the directory; empty when it is none.
+    std::string linkTarget(const std::string& name) const
+    {
+        char target[4096];
+        const ssize_t n = ::readlink(file(name).c_str(), target, sizeof(target));
+        return n < 0 ? std::string() : std::string(target, static_cast<std::size_t>(n));
     }
 
 private:
