@@ -5,25 +5,19 @@
 #include "notification/SystemNotifier.h"
 #include "notification/SystemNotifyHandler.h"
 
-#include <Poco/AutoPtr.h>
-#include <Poco/Channel.h>
-#include <Poco/Logger.h>
-#include <Poco/Message.h>
 #include <Poco/Net/SocketReactor.h>
+#include <Poco/Thread.h>
 #include <Poco/Timespan.h>
 #include <Poco/Timestamp.h>
 
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <mutex>
 #include <string>
-#include <vector>
 
 using pemo::system::SystemNotifier;
 
 namespace {
-
 
 class SystemNotifierTest : public ::testing::Test
 {
