@@ -29,21 +29,15 @@ const std::string SESSION_OBJECT = R"({
 class SessionFanOutTest : public ::testing::Test
 {
 protected:
-    SessionFanOutTest()
-        : _registryClient("127.0.0.1", _registry.port()),
-          _services(std::make_shared<ServiceManager>(pemo::test::jsonConfig(R"({"connection_timeout": 500})"),
-                                                     _registryClient))
-    {
-    }
-
     std::shared_ptr<pemo::Session> session() const
     {
         return std::make_shared<pemo::Session>("tok-1", pemo::Permissions(false));
     }
 
     RecordingService _registry;
-    pemo::ServiceRegistryClient _registryClient;
-    std::shared_ptr<ServiceManager> _services;
+    pemo::ServiceRegistryClient _registryClient{"127.0.0.1", _registry.port()};
+    std::shared_ptr<ServiceManager> _services =
+        std::make_shared<ServiceManager>(pemo::test::jsonConfig(R"({"connection_timeout": 500})"), _registryClient);
 };
 
 TEST_F(SessionFanOutTest, WithNothingRegisteredOnlyTheRegistryIsToldWithTheExactRequest)

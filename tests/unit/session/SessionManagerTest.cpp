@@ -23,13 +23,6 @@ using test::call;
 class SessionManagerTest : public ::testing::Test
 {
 protected:
-    SessionManagerTest()
-        : _registryClient("127.0.0.1", _registry.port()),
-          _services(std::make_shared<ServiceManager>(pemo::test::jsonConfig(R"({"connection_timeout": 500})"),
-                                                     _registryClient))
-    {
-    }
-
     static std::string tokenOf(const Answer& answer)
     {
         const auto at = answer.body.find("\"token\": \"") + 10;
@@ -47,8 +40,9 @@ protected:
     static std::string named(const std::string& token) { return R"({"session": ")" + token + "\"}"; }
 
     pemo::test::RecordingService _registry;
-    pemo::ServiceRegistryClient _registryClient;
-    std::shared_ptr<ServiceManager> _services;
+    pemo::ServiceRegistryClient _registryClient{"127.0.0.1", _registry.port()};
+    std::shared_ptr<ServiceManager> _services =
+        std::make_shared<ServiceManager>(pemo::test::jsonConfig(R"({"connection_timeout": 500})"), _registryClient);
     std::shared_ptr<SessionManager> _sessions = std::make_shared<SessionManager>(nullptr, _services);
     SessionRequestHandler _request{_sessions};
     SessionListHandler _list{_sessions};
