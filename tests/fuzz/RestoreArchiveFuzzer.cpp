@@ -98,12 +98,6 @@ void extractJailed(const Jail& j)
         fail("cannot leave the jail");
 }
 
-std::string contentOf(const std::string& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
 // Everything in the jail but the archive, the staging directory's parents
 // and what lies below it was written outside the staging directory.
 void checkNothingOutside(const Jail& j, const std::string& relative)
@@ -131,7 +125,8 @@ extern "C" int LLVMFuzzerTestOneInput(const char* data, std::size_t size)
     reset(j, data, size);
     extractJailed(j);
     checkNothingOutside(j, "");
-    if (contentOf(j.root + "/" + ARCHIVE) != std::string(data, size))
+    std::ifstream archive(j.root + "/" + ARCHIVE, std::ios::binary);
+    if (std::string(std::istreambuf_iterator<char>(archive), {}) != std::string(data, size))
         fail("the archive itself was overwritten");
     return 0;
 }
