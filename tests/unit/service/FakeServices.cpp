@@ -4,8 +4,7 @@
 
 #include <pemo/Authentication.h>
 
-#include <Poco/Logger.h>
-#include <Poco/Message.h>
+#include <Poco/Event.h>
 #include <Poco/Net/HTTPRequestHandler.h>
 #include <Poco/Net/HTTPRequestHandlerFactory.h>
 #include <Poco/Net/HTTPServerRequest.h>
@@ -13,6 +12,7 @@
 #include <Poco/Net/ServerSocket.h>
 #include <Poco/StreamCopier.h>
 
+#include <mutex>
 #include <sstream>
 #include <utility>
 
@@ -144,7 +144,6 @@ Poco::AutoPtr<Poco::Util::JSONConfiguration> jsonConfig(const std::string& json)
     std::istringstream in(json);
     return new Poco::Util::JSONConfiguration(in);
 }
-
 
 } // namespace test
 } // namespace pemo

@@ -5,15 +5,12 @@
 #include <pemo/ServiceRecord.h>
 
 #include <Poco/AutoPtr.h>
-#include <Poco/Channel.h>
-#include <Poco/Event.h>
 #include <Poco/Net/HTTPServer.h>
 #include <Poco/Util/JSONConfiguration.h>
 
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -60,7 +57,6 @@ pemo::ServiceRecord recordAt(const std::string& name, std::uint16_t port);
 
 /// A configuration read from JSON text.
 Poco::AutoPtr<Poco::Util::JSONConfiguration> jsonConfig(const std::string& json);
-
 
 } // namespace test
 } // namespace pemo
