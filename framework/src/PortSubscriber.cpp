@@ -22,8 +22,8 @@ using Poco::Net::WebSocket;
 
 PortSubscriber::PortSubscriber(const WebSocket& socket, Poco::Net::SocketReactor& reactor, std::size_t maxFrameSize,
                                DropCallback onDrop)
-    : _socket(socket), _reactor(reactor), _logger(Poco::Logger::get("Port")), _maxFrameSize(maxFrameSize),
-      _onDrop(std::move(onDrop)), _dead(false), _attached(false)
+    : _socket(socket), _reactor(reactor), _logger(Poco::Logger::get("Port")), _onDrop(std::move(onDrop)), _dead(false),
+      _attached(false)
 {
     _socket.setBlocking(true);
     _socket.setSendTimeout(SEND_TIMEOUT);

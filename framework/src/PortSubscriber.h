@@ -63,7 +63,6 @@ private:
     Poco::Net::WebSocket _socket;
     Poco::Net::SocketReactor& _reactor;
     Poco::Logger& _logger;
-    std::size_t _maxFrameSize;
     DropCallback _onDrop;
     std::mutex _sendMutex;
     std::deque<Frame> _queue;

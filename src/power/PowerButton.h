@@ -71,7 +71,9 @@ private:
     std::atomic<bool> _timerLaunched;
     std::atomic<bool> _shuttingDown;
     Poco::Timer _timer;
-    pemo::SystemNotificationClient& _snc;
+    // The button announces nothing itself (the power manager warns), but
+    // keeps the client it was built with, as every manager of the daemon does.
+    [[maybe_unused]] pemo::SystemNotificationClient& _snc;
     std::shared_ptr<Handler> _handler;
     InputDevice _input;
 };

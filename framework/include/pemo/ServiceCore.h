@@ -21,7 +21,7 @@
 
 namespace pemo {
 
-class ServiceCoreImpl;
+struct ServiceCoreImpl;
 
 /// Base of a service: a Poco subsystem that the host initialises, starts,
 /// stops and uninitialises, turning each step into a hook.
