@@ -60,13 +60,14 @@ public:
         if (!socket.exists())
             throw std::runtime_error("wpa_supplicant did not come up: " + _dir.read("wpa.log"));
     }
-    /// Kills it (SIGKILL) and waits for it; its socket stays, as on a device.
-    void kill()
+    /// Kills it (SIGKILL by default; SIGTERM stops it cleanly) and waits
+    /// for it; a killed one's socket stays, as on a device.
+    void kill(int signal = SIGKILL)
     {
         if (!_process)
             return;
         ::kill(_process->id(), SIGCONT);
-        ::kill(_process->id(), SIGKILL);
+        ::kill(_process->id(), signal);
         _process->wait();
         _process.reset();
     }

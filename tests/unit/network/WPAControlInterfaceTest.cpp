@@ -38,7 +38,8 @@ public:
     void onMessage(const std::string& message) override
     {
         const std::string word = message.substr(0, message.find(' '));
-        if (word != "<3>CTRL-EVENT-CONNECTED" && word != "<3>CTRL-EVENT-DISCONNECTED")
+        if (word != "<3>CTRL-EVENT-CONNECTED" && word != "<3>CTRL-EVENT-DISCONNECTED" &&
+            word != "<3>CTRL-EVENT-TERMINATING")
             return;
         std::lock_guard<std::mutex> lock(_mutex);
         _log.push_back(_name + ":" + word);
@@ -128,6 +129,16 @@ TEST_F(WPAControlInterfaceTest, DownUntilSupplicantStartsAndAKillIsRiddenOutWith
     }
     ASSERT_EQ("OK\n", ask("DISCONNECT"));
     EXPECT_TRUE(eventually([&] { return !events().empty(); }, std::chrono::seconds(3)));
+
+    // A supplicant that stops cleanly says so last, and that word is still delivered.
+    supplicant.kill(SIGTERM);
+    const std::string terminating = "m:<3>CTRL-EVENT-TERMINATING";
+    EXPECT_TRUE(eventually(
+        [&] {
+            const auto seen = events();
+            return !seen.empty() && seen.back() == terminating;
+        },
+        std::chrono::seconds(3)));
 }
 
 TEST_F(WPAControlInterfaceTest, QueuedEventsReachMonitorsInOrderInOnePass)

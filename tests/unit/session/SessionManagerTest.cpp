@@ -86,7 +86,7 @@ TEST_F(SessionManagerTest, DeletingTheCurrentSessionLeavesNoCurrentSession)
     EXPECT_EQ(sessionBody(token), told[2].body);
 }
 
-TEST_F(SessionManagerTest, UnknownTokensLeaveTheCurrentSession)
+TEST_F(SessionManagerTest, UnknownTokensAndMalformedBodiesLeaveTheCurrentSession)
 {
     const std::string token = tokenOf(call(_request, "GET"));
     ASSERT_EQ(204, call(_current, "POST", named(token)).status);
@@ -98,6 +98,11 @@ TEST_F(SessionManagerTest, UnknownTokensLeaveTheCurrentSession)
     EXPECT_EQ(400, r.status);
     EXPECT_EQ("No current session", r.reason);
     EXPECT_THROW(_sessions->getSession("unknown"), SessionManagerException);
+    for (const std::string malformed : {R"({"session": 5})", R"({"token": "x"})", "{"})
+    {
+        EXPECT_EQ("400 Malformed arguments\n", call(_current, "POST", malformed).text()) << malformed;
+        EXPECT_EQ("400 Malformed arguments\n", call(_delete, "POST", malformed).text()) << malformed;
+    }
     EXPECT_EQ(sessionBody(token), call(_current, "GET").body);
 }
 
