@@ -22,10 +22,16 @@ inline double median(const std::vector<double>& values)
     return percentile(values, 0.5);
 }
 
+/// A duration in milliseconds, fractions kept.
+inline double milliseconds(std::chrono::steady_clock::duration d)
+{
+    return std::chrono::duration<double, std::milli>(d).count();
+}
+
 /// Milliseconds from start to now on the steady clock.
 inline double millisecondsSince(std::chrono::steady_clock::time_point start)
 {
-    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+    return milliseconds(std::chrono::steady_clock::now() - start);
 }
 
 } // namespace pemo::bench

@@ -42,6 +42,7 @@ using Clock = std::chrono::steady_clock;
 namespace {
 
 using pemo::bench::median;
+using pemo::bench::milliseconds;
 
 const int PRESSES = 20;
 const int IDLE_SECONDS = 20;
@@ -64,10 +65,6 @@ public:
     Poco::Event done;
 };
 
-double ms(Clock::duration d)
-{
-    return std::chrono::duration<double, std::milli>(d).count();
-}
 
 struct Target
 {
@@ -90,7 +87,7 @@ double timerLateness(long duration)
         const auto start = Clock::now();
         timer.start(Poco::TimerCallback<Target>(target, &Target::onTimer));
         target.done.wait();
-        ratios.push_back(ms(target.fired - start) / static_cast<double>(duration));
+        ratios.push_back(milliseconds(target.fired - start) / static_cast<double>(duration));
     }
     return median(ratios);
 }
@@ -150,7 +147,7 @@ double buttonLatency(pemo::SystemNotificationClient& snc, const std::string& dir
             const auto pressed = Clock::now();
             writeRecords(fifo.fd, {record(EV_KEY, KEY_POWER, 1), record(EV_SYN, SYN_REPORT, 0)});
             pm->done.wait();
-            ratios.push_back(ms(pm->requested - pressed) / static_cast<double>(duration));
+            ratios.push_back(milliseconds(pm->requested - pressed) / static_cast<double>(duration));
             // With its writer gone the reader sleeps, which a stop cuts short.
             ::close(fifo.fd);
             fifo.fd = -1;

@@ -30,6 +30,7 @@ extern char** environ;
 
 namespace {
 
+using pemo::bench::millisecondsSince;
 using pemo::bench::percentile;
 
 using Clock = std::chrono::steady_clock;
@@ -37,10 +38,6 @@ using pemo::test::ApiClient;
 
 const std::string CREDENTIALS = "/var/pemo/credentials.json";
 
-double ms(Clock::duration d)
-{
-    return std::chrono::duration<double, std::milli>(d).count();
-}
 
 // Runs argv with its standard output on a pipe read to the end, as the
 // update manager needs it.
@@ -95,10 +92,10 @@ int inside(const std::string& token, int rounds)
     {
         auto start = Clock::now();
         api.get("/update");
-        viaDaemon.push_back(ms(Clock::now() - start));
+        viaDaemon.push_back(millisecondsSince(start));
         start = Clock::now();
         directGet();
-        direct.push_back(ms(Clock::now() - start));
+        direct.push_back(millisecondsSince(start));
     }
     const double daemon = percentile(viaDaemon, 0.5);
     const double programs = percentile(direct, 0.5);
@@ -116,7 +113,7 @@ int inside(const std::string& token, int rounds)
     {
         const auto start = Clock::now();
         api.get("/update");
-        refused.push_back(ms(Clock::now() - start));
+        refused.push_back(millisecondsSince(start));
     }
     Poco::File(hold).remove();
     download.get();

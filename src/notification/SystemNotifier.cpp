@@ -47,8 +47,7 @@ std::string redact(const std::string& message)
 
 SystemNotifier::SystemNotifier(pemo::Port& port)
     : _logger(Poco::Logger::get("SystemManager.SystemNotifier")), _notifyPort(port), _thread("SystemNotifier"),
-      _shouldExit(true),
-      _worker(*this)
+      _shouldExit(true), _worker(*this)
 {
 }
 

@@ -92,7 +92,6 @@ TEST(NetworkTest, InterfaceEndpointRewritesTheFileAndTheRealIfupAppliesIt)
     EXPECT_TRUE(eventually([] { return wlan0Addresses().find("inet 192.168.77.1") != std::string::npos; }))
         << wlan0Addresses();
     ASSERT_TRUE(eventually(associated));
-
 }
 
 TEST(NetworkTest, ConnectionEventsReachSubscribersAndTheRealUdhcpcRenewsItsLease)

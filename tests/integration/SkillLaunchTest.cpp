@@ -153,7 +153,8 @@ TEST_F(SkillLaunchTest, CatalogueFollowsTheConfiguredDirectories)
               std::string::npos)
         << r.body;
 
-    for (const std::string& dir : {installed + "/zz-twin", developmentSkills() + "/zz-twin", installed + "/dev/zz-tool"})
+    for (const std::string& dir :
+         {installed + "/zz-twin", developmentSkills() + "/zz-twin", installed + "/dev/zz-tool"})
         Poco::File(dir).remove(true);
 }
 

@@ -76,8 +76,8 @@ public:
 
     // Runs a command inside the device (sim/pemo-sim exec).
     ExecResult exec(const std::vector<std::string>& argv) const;
-    // Runs one of the simulator's commands on this device, e.g. {"wifi", "stop"}
-    // for sim/pemo-sim wifi --state DIR stop.
+    // Runs one of the simulator's commands on this device: simulator("wifi",
+    // {"stop"}) runs sim/pemo-sim wifi --state DIR stop.
     ExecResult simulator(const std::string& command, const std::vector<std::string>& args) const;
 
     // The last lines of the simulator's and the daemons' logs.

@@ -84,8 +84,9 @@ TEST_F(RunProgramTest, ProgramThatCannotStartIsReportedNotThrown)
 }
 
 // The mode and version endpoints over stand-ins for the platform's programs,
-// found by bare name on PATH as on the device; each stand-in records its arguments. One
-// handler of each kind serves every case, so a cached answer shows.
+// found by bare name on PATH as on the device; each stand-in records its
+// arguments. One handler of each kind serves every case, so a cached answer
+// shows.
 TEST_F(RunProgramTest, ModeAndVersionAnswerWhatTheirProgramsDid)
 {
     struct Case

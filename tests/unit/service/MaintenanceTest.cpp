@@ -94,7 +94,8 @@ protected:
         else if (request.path == "/_M_/system/restore")
         {
             std::lock_guard<std::mutex> lock(_mutex);
-            _restoredData = _work.read("in/restore/svc/data.txt");
+            std::ifstream data(pathIn(request.body) + "/svc/data.txt", std::ios::binary);
+            _restoredData.assign(std::istreambuf_iterator<char>(data), {});
         }
     }
 

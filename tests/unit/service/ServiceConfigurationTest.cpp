@@ -112,7 +112,7 @@ TEST(ServiceConfigurationTest, ModeReadsArgumentsUpToTheGapEnvironmentAndDirecto
 // A mode that does not say "enabled" is disabled; the device's mode comes
 // from the mode program on PATH, and its entry wins over "default"; without
 // either there is nothing to launch.
-TEST(ServiceConfigurationTest, TheDeviceModesEntryWinsOverDefaultUnsaidEnabledIsFalseAndAMissingModeIsInvalid)
+TEST(ServiceConfigurationTest, ModeEntryIsTheDevicesThenDefaultThenNoneAndEnabledOnlyWhenSaid)
 {
     test::ScratchDir dir;
     dir.script("pemo-getmode", "echo developer");
