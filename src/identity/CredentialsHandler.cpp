@@ -37,9 +37,7 @@ void CredentialsHandler::get(Request&, Response& response, const Captures&, Sess
         return;
     }
     HandlerContract::sendResult(response, logger(), "Could not serialize credentials",
-                                cereal::make_nvp("accessKeyId", credentials.accessKeyId),
-                                cereal::make_nvp("secretAccessKey", credentials.secretAccessKey),
-                                cereal::make_nvp("region", credentials.region));
+                                cereal::make_nvp("credentials", credentials));
 }
 
 void CredentialsHandler::post(Request& request, Response& response, const Captures&, SessionPtr)

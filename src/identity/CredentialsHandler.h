@@ -9,7 +9,9 @@ namespace system {
 
 class CredentialsManager;
 
-/// GET /credentials answers the cloud credentials; POST replaces them.
+/// GET /credentials answers the cloud credentials as the member
+/// "credentials" of the result object; POST takes the bare object and
+/// replaces them.
 class CredentialsHandler : public SystemHandler
 {
 public:

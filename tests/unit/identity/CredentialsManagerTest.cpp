@@ -64,6 +64,16 @@ TEST_F(CredentialsManagerTest, RefusedOrFailedStoresKeepTheFileAndUnreadableOnes
     EXPECT_EQ(0u, request().reason.find("Error getting credentials: Could not parse credentials: "));
 }
 
+// The answer once carried the three members bare, unlike every other result,
+// which is one named member of the outer object.
+TEST_F(CredentialsManagerTest, UnwrappedBodyGetAnswersTheCredentialsAsTheirNamedMember)
+{
+    ASSERT_EQ(204, request(R"({"accessKeyId":"k","secretAccessKey":"s","region":"eu"})").status);
+    EXPECT_EQ("200 OK\n{\n    \"credentials\": {\n        \"accessKeyId\": \"k\",\n        \"secretAccessKey\": "
+              "\"s\",\n        \"region\": \"eu\"\n    }\n}",
+              request().text());
+}
+
 // A writer killed at any moment leaves the old credentials or the new ones,
 // whole: never an empty, truncated or mixed file.
 TEST_F(CredentialsManagerTest, AWriterKilledMidWayLeavesTheOldOrTheNewFileWhole)
