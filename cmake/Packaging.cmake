@@ -11,6 +11,7 @@ install(TARGETS pemo-service-host RUNTIME DESTINATION bin COMPONENT framework)
 install(TARGETS pemo-framework LIBRARY DESTINATION ${PEMO_LIBDIR} NAMELINK_SKIP COMPONENT framework)
 install(TARGETS pemo-service-registry LIBRARY DESTINATION ${PEMO_LIBDIR} COMPONENT framework)
 install(TARGETS pemo-system-manager LIBRARY DESTINATION ${PEMO_LIBDIR} COMPONENT system)
+install(TARGETS pemoctl RUNTIME DESTINATION bin COMPONENT system)
 
 # The robot's configurations are the simulated device's, less what only the
 # simulator has: its demo services, its FIFO standing in for the power button
@@ -73,5 +74,6 @@ A module for pemo-service-host that supervises the platform's services,
 launches skills under sessions, powers the robot off on request or on a
 long press of its power button, sets the operating mode and firewall,
 rotates logs and relays system notifications, with its default
-configuration in /etc/pemo/system-manager.json.")
+configuration in /etc/pemo/system-manager.json, and pemoctl, its
+command-line client.")
 include(CPack)
