@@ -2,7 +2,7 @@
 
 #include "pemo/BodyReader.h"
 
-#include "InProcessRequest.h"
+#include "BufferedRequest.h"
 #include "pemo/InProcessResponse.h"
 #include "LocalServices.h"
 
@@ -65,7 +65,7 @@ void HTTPExchange::send(HTTPRequest& request, const std::string& body)
 bool HTTPExchange::serveInProcess(const HTTPRequest& request, const std::string& body)
 {
     auto response = std::make_unique<InProcessResponse>();
-    InProcessRequest served(request, body, _address, *response);
+    BufferedRequest served(request, body, _address, *response);
     if (!LocalServices::instance().serve(_address, served, *response))
         return false;
     _inProcess = std::move(response);

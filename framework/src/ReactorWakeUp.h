@@ -1,8 +1,9 @@
 #pragma once
 
+#include "WakeUpSocket.h"
+
 #include <Poco/Net/SocketNotification.h>
 #include <Poco/Net/SocketReactor.h>
-#include <Poco/Net/StreamSocket.h>
 
 namespace pemo {
 
@@ -29,8 +30,7 @@ private:
     void onReadable(const Poco::AutoPtr<Poco::Net::ReadableNotification>& notification);
 
     Poco::Net::SocketReactor& _reactor;
-    Poco::Net::StreamSocket _reader;
-    Poco::Net::StreamSocket _writer;
+    WakeUpSocket _socket;
 };
 
 } // namespace pemo

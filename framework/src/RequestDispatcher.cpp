@@ -1,6 +1,7 @@
 #include "RequestDispatcher.h"
 
 #include "BoundedRequest.h"
+#include "ConnectionRequest.h"
 #include "ManagementHandler.h"
 #include "SanitizingResponse.h"
 #include "ServiceCoreImpl.h"
@@ -11,11 +12,8 @@
 
 #include <Poco/Net/HTTPRequest.h>
 #include <Poco/Net/HTTPServerRequest.h>
-#include <Poco/Net/HTTPServerRequestImpl.h>
 #include <Poco/Net/HTTPServerResponse.h>
 #include <Poco/Net/NetException.h>
-#include <Poco/Net/WebSocket.h>
-#include <Poco/Timestamp.h>
 
 #include <algorithm>
 #include <limits>
@@ -35,8 +33,6 @@ void reply(HTTPServerResponse& response, HTTPResponse::HTTPStatus status)
 {
     response.setStatusAndReason(status);
     response.setContentLength(0);
-    // Poco holds the head until the request is done; it must be out before
-    // linger() shuts the sending side.
     response.send().flush();
 }
 
@@ -45,43 +41,12 @@ bool isWebSocketUpgrade(const HTTPServerRequest& request)
     return Poco::icompare(request.get("Upgrade", ""), "websocket") == 0;
 }
 
-// The rest of the body is never read, so the connection cannot carry
-// another request.
+// Only a body served in-process can get here: the server bounds a
+// connection's body before it reaches a worker.
 void refuseBody(HTTPServerResponse& response)
 {
     response.setKeepAlive(false);
     reply(response, HTTPResponse::HTTP_REQUEST_ENTITY_TOO_LARGE);
-}
-
-// How long a refused caller may go on sending before the connection closes.
-const Poco::Timespan LINGER(2, 0);
-
-// Closing a connection on unread data resets it, and the caller may lose
-// the answer with it. So what the caller still sends is read and dropped,
-// for a bounded time, until it closes; shutting the sending side first
-// tells a caller that reads to the end that the answer is complete (only
-// once the answer is all written: a streamed one is finished later).
-void linger(HTTPServerRequest& request, bool shutdown)
-{
-    auto* served = dynamic_cast<Poco::Net::HTTPServerRequestImpl*>(&request);
-    if (!served)
-        return;
-    try
-    {
-        Poco::Net::StreamSocket& socket = served->socket();
-        if (shutdown)
-            socket.shutdownSend();
-        socket.setReceiveTimeout(LINGER);
-        char buffer[8192];
-        const Poco::Timestamp start;
-        while (!start.isElapsed(LINGER.totalMicroseconds()) && socket.receiveBytes(buffer, sizeof buffer) > 0)
-        {
-        }
-    }
-    catch (const Poco::Exception&)
-    {
-        // The caller is gone: nothing left to protect.
-    }
 }
 
 // Bodies from this size up are rare enough that giving memory back after
@@ -117,17 +82,13 @@ void RequestDispatcher::handleRequest(HTTPServerRequest& request, HTTPServerResp
     try
     {
         dispatch(request, response);
-        if (!isWebSocketUpgrade(request))
-            dropUnreadBody(request);
     }
     catch (const BodyTooLargeException& e)
     {
         _impl.logger.warning("Refused the body of " + request.getMethod() + " " + _uri.getPath() + ": " +
                              e.displayText() + "; answering 413 and closing the connection");
-        const bool answered = response.sent();
-        if (!answered)
+        if (!response.sent())
             refuseBody(response);
-        linger(request, !answered);
     }
     catch (const std::exception& e)
     {
@@ -169,46 +130,18 @@ void RequestDispatcher::dispatch(HTTPServerRequest& request, HTTPServerResponse&
     callMethod(*match.handler, guardedRequest, guardedResponse, match.captures, session);
 }
 
-// A handler need not read the body (a GET, a route that takes none): what
-// it left is dropped here, so that the connection ends cleanly (see
-// linger()) or carries the caller's next request from its start. More than
-// the bound throws BodyTooLargeException.
-void RequestDispatcher::dropUnreadBody(HTTPServerRequest& request)
-{
-    if (!BoundedRequest::framed(request))
-        return;
-    auto* served = dynamic_cast<Poco::Net::HTTPServerRequestImpl*>(&request);
-    try
-    {
-        // A caller that waits for the answer before sending the rest must
-        // not hold the thread for the server's whole time-out; a kept-alive
-        // connection gets its own back for the next request.
-        const Poco::Timespan previous = served ? served->socket().getReceiveTimeout() : Poco::Timespan();
-        if (served)
-            served->socket().setReceiveTimeout(LINGER);
-        BoundedInputStream rest(request.stream(), _impl.maxBody);
-        rest.ignore(std::numeric_limits<std::streamsize>::max());
-        if (served)
-            served->socket().setReceiveTimeout(previous);
-    }
-    catch (const BodyTooLargeException&)
-    {
-        throw;
-    }
-    catch (const Poco::Exception&)
-    {
-        // The caller stopped sending or went away; the answer is out already.
-    }
-}
-
 void RequestDispatcher::subscribe(Port& port, HTTPServerRequest& request, HTTPServerResponse& response)
 {
     if (!isWebSocketUpgrade(request))
         return reply(response, HTTPResponse::HTTP_BAD_REQUEST);
+    // Only a connection of the server can be taken over; a request served
+    // in-process has none.
+    auto* connection = dynamic_cast<ConnectionRequest*>(&request);
+    if (!connection)
+        return reply(response, HTTPResponse::HTTP_BAD_REQUEST);
     try
     {
-        Poco::Net::WebSocket socket(request, response);
-        port.subscribe(socket);
+        port.subscribe(connection->acceptWebSocket());
     }
     catch (const Poco::Net::WebSocketException& e)
     {

@@ -29,7 +29,6 @@ public:
 
 private:
     void dispatch(Poco::Net::HTTPServerRequest& request, Poco::Net::HTTPServerResponse& response);
-    void dropUnreadBody(Poco::Net::HTTPServerRequest& request);
     void subscribe(Port& port, Poco::Net::HTTPServerRequest& request, Poco::Net::HTTPServerResponse& response);
     void callMethod(pemo::HTTPRequestHandler& handler, Poco::Net::HTTPServerRequest& request,
                     Poco::Net::HTTPServerResponse& response, const std::vector<std::string>& captures,

@@ -5,10 +5,12 @@
 #include "RequestHandlerFactory.h"
 #include "ServiceCoreImpl.h"
 
-#include <Poco/Net/HTTPServerParams.h>
 #include <Poco/Net/SocketAddress.h>
 
 #include <algorithm>
+#include <chrono>
+
+#include <sys/resource.h>
 
 namespace pemo {
 
@@ -20,6 +22,36 @@ std::vector<std::string> readList(const Poco::Util::AbstractConfiguration& confi
     for (int i = 0; config.has(key + "[" + std::to_string(i) + "]"); ++i)
         values.push_back(config.getString(key + "[" + std::to_string(i) + "]"));
     return values;
+}
+
+const int LISTEN_BACKLOG = 1024;
+
+std::chrono::seconds seconds(const Poco::Util::AbstractConfiguration& config, const std::string& key, int fallback)
+{
+    return std::chrono::seconds(std::max(1, config.getInt(key, fallback)));
+}
+
+// The open-file soft limit, which the default connection limit is a
+// quarter of.
+std::size_t openFileLimit()
+{
+    rlimit limit{};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY)
+        return 4096;
+    return static_cast<std::size_t>(limit.rlim_cur);
+}
+
+HTTPServer::Settings serverSettings(const Poco::Util::AbstractConfiguration& config, std::size_t maxBody)
+{
+    HTTPServer::Settings settings;
+    // At least one worker: a pool of none serves nothing.
+    settings.workers = std::max(1, config.getInt("pemo.http.threads", 8));
+    settings.request.maxBody = maxBody;
+    settings.connections.maxConnections = std::max<std::size_t>(
+        1, config.getUInt64("pemo.http.max_connections", ConnectionTable::defaultMaxConnections(openFileLimit())));
+    settings.connections.header = seconds(config, "pemo.http.header_timeout", 5);
+    settings.connections.body = seconds(config, "pemo.http.body_timeout", 10);
+    return settings;
 }
 
 // Nothing is done on the reactor's time-out; it is long so that an idle
@@ -89,27 +121,17 @@ void ServiceCore::initialize(Poco::Util::Application& app)
     _impl->ownToken = config.getString("pemo.auth.token", tokens.empty() ? std::string() : tokens.front());
     _impl->maxBody = static_cast<std::size_t>(config.getUInt64("pemo.http.max_body", _impl->maxBody));
 
-    Poco::Net::ServerSocket socket(Poco::Net::SocketAddress(host, port), 64);
+    // A burst of connections waits in the backlog rather than being
+    // refused; the server accepts as fast as they come anyway.
+    Poco::Net::ServerSocket socket(Poco::Net::SocketAddress(host, port), LISTEN_BACKLOG);
     _impl->address = socket.address();
     _impl->port = socket.address().port();
     _impl->listener = socket;
-    auto params = new Poco::Net::HTTPServerParams;
-    // At least one worker: Poco asserts on a pool of none.
-    params->setMaxThreads(std::max(1, config.getInt("pemo.http.threads", 16)));
-    params->setMaxQueued(config.getInt("pemo.http.queue", 64));
-    params->setKeepAlive(true);
-    // Idle connections give their workers up to new ones anyway; the
-    // time-out only bounds how long an idle one holds a thread and a socket.
-    params->setKeepAliveTimeout(Poco::Timespan(std::max(1, config.getInt("pemo.http.keep_alive_timeout", 5)), 0));
+    const HTTPServer::Settings settings = serverSettings(config, _impl->maxBody);
     // Every worker thread is started now, so the count is flat from the
-    // start. A pool that grew on demand kept each thread it added for good,
-    // and it added one, at a random moment, whenever more connections were
-    // served at once than ever before, or a connection came in just as a
-    // worker was leaving after its idle time, its thread not yet back in the
-    // pool.
-    _impl->pool = std::make_unique<Poco::ThreadPool>(params->getMaxThreads(), params->getMaxThreads());
-    _impl->server = std::make_unique<HTTPServer>(new RequestHandlerFactory(*this), *_impl->pool, socket,
-                                                           params);
+    // start: a pool that grew on demand kept each thread it added for good.
+    _impl->pool = std::make_unique<Poco::ThreadPool>(settings.workers, settings.workers);
+    _impl->server = std::make_unique<HTTPServer>(new RequestHandlerFactory(*this), *_impl->pool, socket, settings);
     logger().information(_impl->name + " will serve on " + host + ":" + std::to_string(_impl->port));
     onInitialize(app);
 }
