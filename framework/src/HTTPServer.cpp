@@ -11,6 +11,7 @@
 #include <cstring>
 #include <sstream>
 
+#include <malloc.h>
 #include <sys/socket.h>
 
 namespace pemo {
@@ -53,7 +54,7 @@ const std::size_t READ_SIZE = 16384;
 // anyway.
 void sendHead(Poco::Net::StreamSocket& socket, HTTPResponse::HTTPStatus status)
 {
-    HTTPResponse head(status);
+    HTTPResponse head(Poco::Net::HTTPMessage::HTTP_1_1, status);
     if (status != HTTPResponse::HTTP_CONTINUE)
     {
         head.setContentLength(0);
@@ -295,6 +296,12 @@ void HTTPServer::refuse(Connection& connection, HTTPResponse::HTTPStatus status,
                         "; closing the connection");
     sendHead(connection.socket, status);
     beginClosing(connection, now);
+#ifdef __GLIBC__
+    // A body refused as too large may have grown this thread's heap by as
+    // much as the bound; glibc would keep that resident for good.
+    if (status == HTTPResponse::HTTP_REQUEST_ENTITY_TOO_LARGE)
+        malloc_trim(0);
+#endif
 }
 
 // The caller may still be sending; closing on unread data would reset the

@@ -95,8 +95,10 @@ void ServiceApp::handleHelp(const std::string&, const std::string&)
                    "WebSocket ports on pemo.http.host:pemo.http.port, registers nothing itself, and stops cleanly on "
                    "SIGTERM or SIGINT. Callers authenticate with the Pemo-Authenticate header; the tokens in "
                    "pemo.auth.tokens hold every permission.");
-    help.setFooter("Configuration keys: pemo.http.host (127.0.0.1), pemo.http.port, pemo.http.threads (16), "
-                   "pemo.http.max_body (largest request body, 1048576 bytes), pemo.registry.host (127.0.0.1), "
+    help.setFooter("Configuration keys: pemo.http.host (127.0.0.1), pemo.http.port, pemo.http.threads (8), "
+                   "pemo.http.max_body (largest request body, 1048576 bytes), pemo.http.max_connections (a quarter "
+                   "of the open-file limit, at most 1024), pemo.http.header_timeout (5 s), pemo.http.body_timeout "
+                   "(10 s), pemo.registry.host (127.0.0.1), "
                    "pemo.registry.port (8079), pemo.auth.tokens[i], pemo.auth.token (sent to peers; defaults to the "
                    "first of pemo.auth.tokens), and Poco's logging.* keys.");
     help.format(std::cout);
