@@ -100,7 +100,8 @@ private:
     // The workers.
     void work();
     void serve(Connection& connection);
-    void answer(Connection& connection, Poco::Net::HTTPServerSession& session);
+    /// The size of the request's body.
+    std::size_t answer(Connection& connection, Poco::Net::HTTPServerSession& session);
 
     Poco::Net::HTTPRequestHandlerFactory::Ptr _factory;
     Poco::ThreadPool& _pool;

@@ -18,7 +18,6 @@
 #include <algorithm>
 #include <limits>
 
-#include <malloc.h>
 
 namespace pemo {
 
@@ -47,25 +46,6 @@ void refuseBody(HTTPServerResponse& response)
 {
     response.setKeepAlive(false);
     reply(response, HTTPResponse::HTTP_REQUEST_ENTITY_TOO_LARGE);
-}
-
-// Bodies from this size up are rare enough that giving memory back after
-// each costs nothing that shows.
-const Poco::Int64 LARGE_BODY = 64 * 1024;
-
-// Parsing a large body grows the worker's heap, and glibc keeps what is
-// freed inside a heap resident for good, in every worker that ever served
-// one. On the robot's board that memory is worth more than the fraction of
-// a millisecond it takes to hand it back.
-void releaseFreedMemory(const HTTPServerRequest& request)
-{
-#ifdef __GLIBC__
-    if (request.getChunkedTransferEncoding() ||
-        (request.hasContentLength() && request.getContentLength64() >= LARGE_BODY))
-        malloc_trim(0);
-#else
-    (void)request;
-#endif
 }
 
 } // namespace
@@ -97,7 +77,6 @@ void RequestDispatcher::handleRequest(HTTPServerRequest& request, HTTPServerResp
         if (!response.sent())
             reply(response, HTTPResponse::HTTP_INTERNAL_SERVER_ERROR);
     }
-    releaseFreedMemory(request);
 }
 
 // Handlers see the request and response through wrappers that bound the

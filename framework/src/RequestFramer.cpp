@@ -229,9 +229,11 @@ bool RequestFramer::refuse(HTTPResponse::HTTPStatus status)
 {
     _refusal = status;
     _state = State::Refused;
-    _in.clear();
+    // Given back, not just emptied: a refused body may be as large as the
+    // bound, and the connection lingers a while before it goes.
+    std::string().swap(_in);
+    std::string().swap(_body);
     _pos = 0;
-    _body.clear();
     return true;
 }
 
