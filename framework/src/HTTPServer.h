@@ -100,6 +100,8 @@ private:
     // The workers.
     void work();
     void serve(Connection& connection);
+    bool awaitNextRequest(Connection& connection);
+    static void setBlocking(Connection& connection, bool blocking);
     /// The size of the request's body.
     std::size_t answer(Connection& connection, Poco::Net::HTTPServerSession& session);
 
@@ -126,6 +128,8 @@ private:
     std::deque<ConnectionPtr> _ready;
     std::vector<ConnectionPtr> _returned;
     std::atomic<bool> _stopping{false};
+    // Requests received and not yet taken by a worker.
+    std::atomic<int> _waiting{0};
     std::atomic<std::size_t> _open{0};
 
     Poco::RunnableAdapter<HTTPServer> _waiter;
