@@ -1,6 +1,8 @@
 #pragma once
 
 #include <chrono>
+#include <map>
+#include <set>
 #include <cstddef>
 #include <optional>
 #include <unordered_map>
@@ -84,18 +86,30 @@ public:
     std::optional<Clock::time_point> nextDeadline() const;
 
 private:
+    // Indexes by time, so that the waiting thread's questions cost a
+    // logarithm of the connections however many an abuser holds open.
+    using TimeIndex = std::multimap<Clock::time_point, Id>;
+
     struct Entry
     {
         Phase phase;
-        Clock::time_point since;
-        Clock::time_point deadline;
         bool fresh;
+        TimeIndex::iterator deadline; ///< in _deadlines, or end() while serving
+        TimeIndex::iterator idle;     ///< in _idle, or end() unless idle
     };
 
     Entry& at(Id id);
+    /// Files the entry under phase, its deadline (none while serving) and,
+    /// when idle, since.
+    void file(Entry& entry, Id id, Phase phase, std::optional<Clock::time_point> deadline,
+              Clock::time_point since);
+    void unfile(Entry& entry);
 
     const Limits _limits;
     std::unordered_map<Id, Entry> _entries;
+    TimeIndex _deadlines;
+    TimeIndex _idle;
+    std::set<Id> _closing;
 };
 
 } // namespace pemo
