@@ -22,7 +22,9 @@ BufferedRequest::BufferedRequest(const Poco::Net::HTTPRequest& request, std::str
 
 std::istream& BufferedRequest::stream()
 {
-    return _body;
+    if (!_stream)
+        _stream = std::make_unique<Poco::MemoryInputStream>(_body.data(), _body.size());
+    return *_stream;
 }
 
 const Poco::Net::SocketAddress& BufferedRequest::clientAddress() const

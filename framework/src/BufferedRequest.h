@@ -6,7 +6,9 @@
 #include <Poco/Net/HTTPServerRequest.h>
 #include <Poco/Net/SocketAddress.h>
 
-#include <sstream>
+#include <Poco/MemoryStream.h>
+
+#include <memory>
 #include <string>
 
 namespace pemo {
@@ -36,7 +38,9 @@ public:
     bool secure() const override;
 
 private:
-    std::istringstream _body;
+    std::string _body;
+    // Made on first use: most requests have no body to read.
+    std::unique_ptr<Poco::MemoryInputStream> _stream;
     Poco::Net::SocketAddress _client;
     Poco::Net::SocketAddress _server;
     Poco::Net::HTTPServerParams::Ptr _params;

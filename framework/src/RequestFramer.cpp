@@ -1,11 +1,11 @@
 #include "RequestFramer.h"
 
 #include <Poco/Exception.h>
+#include <Poco/MemoryStream.h>
 #include <Poco/NumberParser.h>
 #include <Poco/String.h>
 
 #include <algorithm>
-#include <sstream>
 #include <vector>
 
 namespace pemo {
@@ -124,7 +124,7 @@ bool RequestFramer::frameHead()
 
 bool RequestFramer::parseHead()
 {
-    std::istringstream head(_in.substr(0, _pos));
+    Poco::MemoryInputStream head(_in.data(), _pos);
     try
     {
         _request.read(head);
