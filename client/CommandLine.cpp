@@ -33,11 +33,13 @@ const char* const FOOTER = R"(Environment:
 
 Exit status:
   0   success
-  1   declined at the prompt, or the answer reports a failure in its body
+  1   declined at the prompt, or nothing arrived within --wait
   2   usage: the command line is wrong, nothing was sent
-  65  bad request: the system manager refused the request (400 and other 4xx)
-  69  unreachable: no system manager answered at the address
-  70  server error: the system manager failed (5xx) or its answer is unreadable
+  65  bad request: the system manager refused the request (400 and the other
+      4xx but 403, an unknown update, a dependency missing)
+  69  unreachable: nothing answered at the address, or the connection broke
+  70  server error: the system manager failed (5xx, a failed update or log
+      rotation) or its answer is unreadable
   77  refused: the token is missing or lacks the permissions (403)
 
 See pemoctl(1) and the API reference, /usr/share/doc/pemo-system-manager/openapi.yaml.)";

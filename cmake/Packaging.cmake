@@ -28,6 +28,23 @@ file(WRITE ${package_dir}/service-registry.json "${registry_config}\n")
 install(FILES ${package_dir}/service-registry.json DESTINATION /etc/pemo COMPONENT framework)
 install(FILES ${package_dir}/system-manager.json DESTINATION /etc/pemo COMPONENT system)
 
+# Manual pages, gzipped as Debian wants them; configure_file makes a changed
+# page configure again.
+foreach(page pemoctl.1 pemo-system-manager.5 pemo-service-host.8)
+  string(REGEX REPLACE ".*\\.([0-9])$" "\\1" section ${page})
+  configure_file(${PROJECT_SOURCE_DIR}/docs/man/${page} ${package_dir}/man/${page} COPYONLY)
+  execute_process(COMMAND gzip -9nf ${package_dir}/man/${page})
+  if(page STREQUAL pemo-service-host.8)
+    set(component framework)
+  else()
+    set(component system)
+  endif()
+  install(FILES ${package_dir}/man/${page}.gz DESTINATION share/man/man${section} COMPONENT ${component})
+endforeach()
+install(FILES ${PROJECT_SOURCE_DIR}/docs/openapi.yaml DESTINATION share/doc/pemo-system-manager COMPONENT system)
+install(FILES ${PROJECT_SOURCE_DIR}/client/pemoctl.bash-completion DESTINATION share/bash-completion/completions
+  RENAME pemoctl COMPONENT system)
+
 foreach(component framework system)
   if(component STREQUAL framework)
     set(package pemo-service-framework)
