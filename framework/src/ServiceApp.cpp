@@ -120,8 +120,15 @@ void ServiceApp::handleDefine(const std::string&, const std::string& value)
 
 // The service must be a subsystem before the application initialises its
 // subsystems, so it is loaded here rather than in main().
+//
+// Termination signals are blocked before then: initialising the service
+// starts threads (its HTTP workers), which inherit the mask. A thread made
+// before the mask would take a signal sent while the service runs with the
+// default action and kill the host; the signal is waited for in main().
 void ServiceApp::initialize(Poco::Util::Application& self)
 {
+    const sigset_t termination = terminationSignals();
+    pthread_sigmask(SIG_BLOCK, &termination, nullptr);
     if (!_helpRequested)
         loadService();
     ServerApplication::initialize(self);
@@ -167,13 +174,12 @@ int ServiceApp::main(const std::vector<std::string>&)
         logger().fatal("Module does not provide a service named " + name + "; exiting");
         return EXIT_SOFTWARE;
     }
-    // Blocked before the service makes its threads, which inherit the mask:
-    // a termination signal is then waited for here, never taken with the
-    // default action by whichever thread the kernel picks, even one sent the
-    // moment the supervisor hears of the start-up. Children get a clean mask
-    // from the launcher.
+    // Blocked since initialize(), in every thread of the service: a
+    // termination signal is waited for here, never taken with the default
+    // action by whichever thread the kernel picks, even one sent the moment
+    // the supervisor hears of the start-up. Children get a clean mask from
+    // the launcher.
     const sigset_t termination = terminationSignals();
-    pthread_sigmask(SIG_BLOCK, &termination, nullptr);
     core->start();
     signalStartup();
     int received = 0;
