@@ -167,15 +167,22 @@ bool RequestFramer::frameBody()
 {
     if (_chunked)
         return frameChunks();
+    if (!takeBodyBytes())
+        return false;
+    _state = State::Complete;
+    return true;
+}
+
+// Moves what has arrived of the _remaining bytes into the body; true once
+// they are all in.
+bool RequestFramer::takeBodyBytes()
+{
     const std::size_t take = std::min(_remaining, _in.size() - _pos);
     _body.append(_in, _pos, take);
     _pos += take;
     _remaining -= take;
     compact();
-    if (_remaining > 0)
-        return false;
-    _state = State::Complete;
-    return true;
+    return _remaining == 0;
 }
 
 bool RequestFramer::frameChunks()
@@ -185,12 +192,7 @@ bool RequestFramer::frameChunks()
     {
         if (_chunk == Chunk::Data)
         {
-            const std::size_t take = std::min(_remaining, _in.size() - _pos);
-            _body.append(_in, _pos, take);
-            _pos += take;
-            _remaining -= take;
-            compact();
-            if (_remaining > 0)
+            if (!takeBodyBytes())
                 return false;
             _chunk = Chunk::DataEnd;
             continue;

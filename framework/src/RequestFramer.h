@@ -79,6 +79,7 @@ private:
     bool parseHead();
     bool frameBody();
     bool frameChunks();
+    bool takeBodyBytes();
     bool nextLine(std::string& line);
     bool refuse(Poco::Net::HTTPResponse::HTTPStatus status);
     void compact();
