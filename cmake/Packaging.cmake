@@ -45,18 +45,29 @@ install(FILES ${PROJECT_SOURCE_DIR}/docs/openapi.yaml DESTINATION share/doc/pemo
 install(FILES ${PROJECT_SOURCE_DIR}/client/pemoctl.bash-completion DESTINATION share/bash-completion/completions
   RENAME pemoctl COMPONENT system)
 
+# Each package starts its daemon at boot through a systemd unit, enabled and
+# started by its maintainer scripts.
 foreach(component framework system)
   if(component STREQUAL framework)
     set(package pemo-service-framework)
     set(conffile /etc/pemo/service-registry.json)
+    set(UNIT pemo-service-registry.service)
   else()
     set(package pemo-system-manager)
     set(conffile /etc/pemo/system-manager.json)
+    set(UNIT pemo-system-manager.service)
   endif()
   string(TOUPPER ${component} COMPONENT)
   set(CPACK_DEBIAN_${COMPONENT}_PACKAGE_NAME ${package})
   file(WRITE ${package_dir}/${component}/conffiles "${conffile}\n")
-  set(CPACK_DEBIAN_${COMPONENT}_PACKAGE_CONTROL_EXTRA ${package_dir}/${component}/conffiles)
+  set(control_extra ${package_dir}/${component}/conffiles)
+  foreach(script postinst prerm postrm)
+    configure_file(${PROJECT_SOURCE_DIR}/packaging/maintscripts/${script}.in ${package_dir}/${component}/${script}
+      @ONLY FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+    list(APPEND control_extra ${package_dir}/${component}/${script})
+  endforeach()
+  set(CPACK_DEBIAN_${COMPONENT}_PACKAGE_CONTROL_EXTRA "${control_extra}")
+  install(FILES ${PROJECT_SOURCE_DIR}/packaging/systemd/${UNIT} DESTINATION /lib/systemd/system COMPONENT ${component})
   configure_file(${PROJECT_SOURCE_DIR}/packaging/changelog ${package_dir}/${component}/changelog @ONLY)
   execute_process(COMMAND gzip -9nf ${package_dir}/${component}/changelog)
   install(FILES ${package_dir}/${component}/changelog.gz ${PROJECT_SOURCE_DIR}/packaging/copyright
@@ -74,6 +85,7 @@ set(CPACK_DEBIAN_PACKAGE_SOURCE pemo)
 set(CPACK_PACKAGE_CONTACT "Pemo robot team <robot-team@pemo.example>")
 set(CPACK_DEBIAN_PACKAGE_SECTION admin)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 if(CMAKE_CROSSCOMPILING)
   set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE armhf)
 endif()

@@ -1,7 +1,10 @@
 #include "pemo/ServiceApp.h"
 
+#include "pemo/HealthSelfCheck.h"
+#include "pemo/HealthWatchdog.h"
 #include "pemo/ServiceCore.h"
 #include "pemo/StartupEvent.h"
+#include "pemo/SystemdNotifier.h"
 
 #include <Poco/ClassLoader.h>
 #include <Poco/Exception.h>
@@ -12,6 +15,7 @@
 #include <Poco/Util/Option.h>
 #include <Poco/Util/OptionCallback.h>
 
+#include <algorithm>
 #include <csignal>
 #include <pthread.h>
 #include <signal.h>
@@ -160,6 +164,25 @@ void ServiceApp::signalStartup()
     }
 }
 
+// systemd restarts the service when WATCHDOG=1 stops coming for its
+// WatchdogSec. Pinging at half of it leaves a whole interval of slack; a
+// self-check may take a quarter of the timeout (at most 5 s), so a slow but
+// working service is not taken for a hung one.
+std::unique_ptr<HealthWatchdog> ServiceApp::startWatchdog(const ServiceCore& core)
+{
+    const Poco::Timespan timeout = SystemdNotifier::watchdogTimeout();
+    if (timeout == 0)
+        return nullptr;
+    const Poco::Timespan limit = std::min(Poco::Timespan(timeout.totalMicroseconds() / 4), Poco::Timespan(5, 0));
+    HealthSelfCheck check(config().getString("pemo.http.host", "127.0.0.1"), core.port(), limit);
+    auto watchdog = std::make_unique<HealthWatchdog>(check, [] { SystemdNotifier::watchdog(); },
+                                                     Poco::Timespan(timeout.totalMicroseconds() / 2));
+    watchdog->start();
+    logger().information(Poco::format("Feeding the systemd watchdog (timeout %d ms) after each passed self-check",
+                                      static_cast<int>(timeout.totalMilliseconds())));
+    return watchdog;
+}
+
 int ServiceApp::main(const std::vector<std::string>&)
 {
     if (_helpRequested)
@@ -182,6 +205,8 @@ int ServiceApp::main(const std::vector<std::string>&)
     const sigset_t termination = terminationSignals();
     core->start();
     signalStartup();
+    SystemdNotifier::ready();
+    auto watchdog = startWatchdog(*core);
     int received = 0;
     sigwait(&termination, &received);
     // A second signal while the service shuts down must not kill the host
@@ -191,6 +216,8 @@ int ServiceApp::main(const std::vector<std::string>&)
     std::signal(SIGINT, ignoreSignal);
     std::signal(SIGTERM, ignoreSignal);
     logger().information("Termination requested; stopping " + name);
+    watchdog.reset();
+    SystemdNotifier::stopping();
     core->stop();
     return EXIT_OK;
 }

@@ -3,16 +3,21 @@
 #include <Poco/Util/OptionSet.h>
 #include <Poco/Util/ServerApplication.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
 namespace pemo {
 
+class HealthWatchdog;
+class ServiceCore;
+
 /// The host process of a service: loads the module named on the command
 /// line with Poco::ClassLoader, creates the service core it exports, and
 /// drives it through initialize, start, stop and uninitialize. Once the
 /// service has started it signals the named event getStartupEventName(pid)
-/// so a supervisor knows it is up.
+/// so a supervisor knows it is up, and tells systemd (see SystemdNotifier
+/// and HealthWatchdog) when a unit started it.
 class ServiceApp : public Poco::Util::ServerApplication
 {
 public:
@@ -32,6 +37,8 @@ private:
     void handleDefine(const std::string& name, const std::string& value);
     void loadService();
     void signalStartup();
+    /// Under a systemd unit with WatchdogSec: the running watchdog; else null.
+    std::unique_ptr<HealthWatchdog> startWatchdog(const ServiceCore& core);
 
     bool _helpRequested;
 };

@@ -80,6 +80,8 @@ public:
     /// own threads. Returns null only for an unparsable request.
     virtual Poco::Net::HTTPRequestHandler* createRequestHandler(const Poco::URI& uri,
                                                                 const Poco::Net::HTTPServerRequest& request);
+    /// The TCP port the service is served on; known after initialize().
+    std::uint16_t port() const;
 
 protected:
     /// Routes paths matching regex to handler. The caller keeps ownership
@@ -95,8 +97,6 @@ protected:
     Poco::Logger& logger() const;
     ServiceRegistryClient& registryClient();
     Poco::Net::SocketReactor& socketReactor();
-    /// The TCP port the service is served on; known after initialize().
-    std::uint16_t port() const;
     /// The token this service itself sends to peers ("pemo.auth.token").
     std::string authenticationToken() const;
 
