@@ -146,22 +146,37 @@ void HTTPServer::run()
 {
     while (!_stopping)
     {
-        const PollSet::SocketModeMap events = _pollSet.poll(waitTime(Clock::now()));
-        const auto now = Clock::now();
-        for (const auto& [socket, mode] : events)
+        try
         {
-            if (socket == _wakeUp.reader())
-                _wakeUp.drain();
-            else if (socket == _listener)
-                acceptAll(now);
-            else
-                receive(socket.impl()->sockfd(), now);
+            waitOnce();
         }
-        takeReturned(now);
-        expire(now);
-        resumeAccepting(now);
+        catch (const std::exception& e)
+        {
+            // Whatever went wrong was about one connection; the others, and
+            // every connection to come, still need this thread.
+            _logger.error(std::string("HTTP server on ") + _address.toString() + ": " + e.what() +
+                          "; serving on");
+        }
     }
     closeAll();
+}
+
+void HTTPServer::waitOnce()
+{
+    const PollSet::SocketModeMap events = _pollSet.poll(waitTime(Clock::now()));
+    const auto now = Clock::now();
+    for (const auto& [socket, mode] : events)
+    {
+        if (socket == _wakeUp.reader())
+            _wakeUp.drain();
+        else if (socket == _listener)
+            acceptAll(now);
+        else
+            receive(socket.impl()->sockfd(), now);
+    }
+    takeReturned(now);
+    expire(now);
+    resumeAccepting(now);
 }
 
 Poco::Timespan HTTPServer::waitTime(Clock::time_point now) const

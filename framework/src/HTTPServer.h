@@ -80,6 +80,7 @@ private:
 
     // The waiting thread.
     void run();
+    void waitOnce();
     Poco::Timespan waitTime(Clock::time_point now) const;
     void acceptAll(Clock::time_point now);
     bool acceptFailed(int error, Clock::time_point now);
