@@ -89,6 +89,12 @@ std::string trimmedOutput(const std::string& program)
 
 } // namespace
 
+std::string describe(const std::exception& e)
+{
+    const auto* poco = dynamic_cast<const Poco::Exception*>(&e);
+    return poco ? poco->displayText() : std::string(e.what());
+}
+
 ProgramResult runProgram(const std::string& program, const std::vector<std::string>& args, ProgramOutput output)
 {
     return runProgram(program, args, ProgramEnvironment(), output);

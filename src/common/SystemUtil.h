@@ -1,12 +1,17 @@
 #pragma once
 
 #include <cstddef>
+#include <exception>
 #include <map>
 #include <string>
 #include <vector>
 
 namespace pemo {
 namespace system {
+
+/// The text of e for a log line or a reason: a Poco exception's display text
+/// (its what() is only the exception's name), else what().
+std::string describe(const std::exception& e);
 
 /// What became of one run of an external program.
 struct ProgramResult

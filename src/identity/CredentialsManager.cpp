@@ -2,13 +2,14 @@
 
 #include "common/AtomicFile.h"
 #include "common/HandlerContract.h"
+#include "common/OutsideJSON.h"
 #include "identity/CredentialsException.h"
 
 #include <Poco/Exception.h>
 #include <Poco/File.h>
 
 #include <exception>
-#include <fstream>
+#include <sstream>
 
 namespace pemo {
 namespace system {
@@ -40,9 +41,13 @@ pemo::Credentials CredentialsManager::getCredentials() const
     pemo::Credentials credentials;
     try
     {
-        std::ifstream in(_params.path);
+        std::istringstream in(OutsideJSON::readFile(_params.path));
         cereal::JSONInputArchive archive(in);
         credentials.serialize(archive);
+    }
+    catch (const Poco::Exception& e)
+    {
+        throw CredentialsException("Could not parse credentials: " + e.displayText());
     }
     catch (const std::exception& e)
     {

@@ -1,8 +1,11 @@
 #include "identity/IdentityHandler.h"
 
 #include "common/HandlerContract.h"
+#include "common/OutsideJSON.h"
 
-#include <fstream>
+#include <Poco/Exception.h>
+
+#include <sstream>
 
 namespace pemo {
 namespace system {
@@ -20,11 +23,21 @@ void IdentityHandler::get(Request&, Response& response, const Captures&, Session
     logger().trace("IdentityHandler::get");
     // Read on every request: the factory may provision the file after the
     // daemon has started.
-    std::ifstream file(_path);
-    if (!file)
+    std::string text;
+    try
     {
-        logger().error("IdentityHandler::get cannot open " + _path);
+        text = OutsideJSON::readFile(_path);
+    }
+    catch (const Poco::OpenFileException& e)
+    {
+        logger().error("IdentityHandler::get " + e.displayText());
         HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR, "Unable to read identity file");
+        return;
+    }
+    catch (const Poco::Exception& e)
+    {
+        logger().error("IdentityHandler::get " + _path + ": " + e.displayText());
+        HandlerContract::sendError(response, Response::HTTP_INTERNAL_SERVER_ERROR, "Unable to parse identity file");
         return;
     }
 
@@ -33,6 +46,7 @@ void IdentityHandler::get(Request&, Response& response, const Captures&, Session
     std::string cpuid;
     std::string mac;
     std::string error;
+    std::istringstream file(text);
     if (!HandlerContract::readJSON(file, error, cereal::make_nvp("serial_number", serial),
                                    cereal::make_nvp("name", name), cereal::make_nvp("cpuid", cpuid),
                                    cereal::make_nvp("wifi_mac", mac)))

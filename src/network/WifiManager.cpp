@@ -25,12 +25,6 @@ const std::string PRE_DOWN("wpa_cli -i wlan0 terminate");
 // How long a DHCP client started at a connection event gets to settle.
 const long UDHCPC_SETTLE_MS = 5000;
 
-std::string describe(const std::exception& e)
-{
-    const auto* poco = dynamic_cast<const Poco::Exception*>(&e);
-    return poco ? poco->displayText() : std::string(e.what());
-}
-
 } // namespace
 
 WifiManager::Params::Params(const Poco::AutoPtr<Poco::Util::AbstractConfiguration>& config)

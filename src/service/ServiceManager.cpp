@@ -76,14 +76,6 @@ const TransferTexts UPLOAD{"--encrypt", "Uploading command failed (", "Uploaded 
 const TransferTexts DOWNLOAD{"--decrypt", "Downloading command failed (", "Downloaded restore file: ",
                              "Error downloading restore file"};
 
-// Poco's what() is only the exception's name; its display text says what
-// went wrong and on what.
-std::string describe(const std::exception& e)
-{
-    const auto* poco = dynamic_cast<const Poco::Exception*>(&e);
-    return poco ? poco->displayText() : e.what();
-}
-
 // A staging directory left over from an interrupted run must not leak into
 // the next archive or the services' restored data.
 void freshDirectory(const std::string& directory, const std::string& failure)

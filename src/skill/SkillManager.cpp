@@ -6,6 +6,7 @@
 #include "skill/SkillManagerException.h"
 #include "skill/SkillManagerNotification.h"
 #include "skill/SkillMonitor.h"
+#include "common/OutsideJSON.h"
 #include "common/SystemUtil.h"
 
 #include <Poco/AutoPtr.h>
@@ -18,6 +19,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <sstream>
 #include <utility>
 
 namespace pemo {
@@ -211,14 +213,15 @@ void SkillManager::catalogue(const std::string& root, std::set<std::string>& sta
     SkillImpl::Params params;
     try
     {
-        Poco::AutoPtr<Poco::Util::JSONConfiguration> package(new Poco::Util::JSONConfiguration(file));
+        std::istringstream text(OutsideJSON::readFile(file));
+        Poco::AutoPtr<Poco::Util::JSONConfiguration> package(new Poco::Util::JSONConfiguration(text));
         params.main = package->getString("pemo.main", "index.html");
         params.name = package->getString("name", DEFAULT_TEXT);
         params.version = package->getString("version", DEFAULT_TEXT);
     }
-    catch (const std::exception&)
+    catch (const std::exception& e)
     {
-        _logger.warning(REFRESH + "Error reading package file " + file);
+        _logger.warning(REFRESH + "Error reading package file " + file + ": " + describe(e) + "; the skill is not listed");
         return;
     }
     params.root = root;

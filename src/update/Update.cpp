@@ -1,5 +1,8 @@
 #include "update/Update.h"
 
+#include <algorithm>
+#include <tuple>
+
 namespace pemo {
 namespace system {
 
@@ -48,11 +51,22 @@ bool names(const Update& update, const std::string& subsystem)
     return update.dependencies.count(subsystem) != 0;
 }
 
+// A name that adds no directory of its own to the download's path.
+bool plainName(const std::string& name)
+{
+    return !name.empty() && name.find('/') == std::string::npos && name.find("..") == std::string::npos;
+}
+
 } // namespace
 
 std::string Update::destination() const
 {
     return "/opt/ota/" + toVersion + "-" + subsystem + ".tar";
+}
+
+bool Update::staysInDownloadDirectory() const
+{
+    return plainName(toVersion) && plainName(subsystem);
 }
 
 void loadUpdate(cereal::JSONInputArchive& archive, Update& update, std::string& dependencyError)
@@ -84,18 +98,55 @@ void ClientUpdate::save(cereal::JSONOutputArchive& archive) const
             cereal::make_nvp("downloaded", update.downloaded));
 }
 
-bool fitsInFreeSpace(std::uint64_t freeBytes, std::uint32_t needed)
+bool fitsInFreeSpace(std::uint64_t freeBytes, std::uint32_t length, unsigned copies)
 {
-    return static_cast<float>(freeBytes) >= static_cast<float>(needed);
+    return static_cast<float>(freeBytes) >= static_cast<float>(copies) * static_cast<float>(length);
 }
 
-bool UpdateCompare::operator()(const Update& a, const Update& b) const
+bool indistinguishable(const Update& a, const Update& b)
 {
-    const bool bNeedsA = names(b, a.subsystem);
-    const bool aNeedsB = names(a, b.subsystem);
-    if (bNeedsA != aNeedsB)
-        return bNeedsA;
-    return a.defaultOrder < b.defaultOrder;
+    if (a.id == b.id)
+        return true;
+    return !names(a, b.subsystem) && !names(b, a.subsystem) && a.defaultOrder == b.defaultOrder;
+}
+
+// Kahn's algorithm over a list sorted by the tie-break: the first update not
+// yet placed that waits for none of the others not yet placed goes next.
+// Requests hold a handful of updates, so the quadratic scan is cheaper than
+// building a graph.
+std::vector<Update> installOrder(std::vector<Update> updates)
+{
+    std::sort(updates.begin(), updates.end(), [](const Update& a, const Update& b) {
+        return std::tie(a.defaultOrder, a.id) < std::tie(b.defaultOrder, b.id);
+    });
+    std::vector<bool> placed(updates.size(), false);
+    const auto waits = [&](std::size_t i) {
+        for (std::size_t j = 0; j < updates.size(); ++j)
+        {
+            if (j != i && !placed[j] && names(updates[i], updates[j].subsystem))
+                return true;
+        }
+        return false;
+    };
+    std::vector<Update> order;
+    while (order.size() < updates.size())
+    {
+        std::size_t next = updates.size();
+        std::size_t firstLeft = updates.size();
+        for (std::size_t i = 0; i < updates.size() && next == updates.size(); ++i)
+        {
+            if (placed[i])
+                continue;
+            firstLeft = std::min(firstLeft, i);
+            if (!waits(i))
+                next = i;
+        }
+        if (next == updates.size())
+            next = firstLeft;
+        placed[next] = true;
+        order.push_back(updates[next]);
+    }
+    return order;
 }
 
 } // namespace system

@@ -39,6 +39,12 @@ struct Update
 
     /// The download file: "/opt/ota/" + toVersion + "-" + subsystem + ".tar".
     std::string destination() const;
+
+    /// Whether destination() lies directly in "/opt/ota/": neither toVersion
+    /// nor subsystem is empty or holds "/" or "..". The offers come from the
+    /// update service, outside the robot's trust, and the download is
+    /// written as root.
+    bool staysInDownloadDirectory() const;
 };
 
 /// Reads one update object as the get program prints it ("_id", "subsystem",
@@ -58,20 +64,26 @@ struct ClientUpdate
     void save(cereal::JSONOutputArchive& archive) const;
 };
 
-/// Whether needed bytes fit in freeBytes. Both are compared as single-
-/// precision floats, exact only to about seven significant digits, because
-/// the update service sizes its offers for that rounding: a byte-exact test
-/// would refuse updates that robots have always accepted. needed is a 32-bit
-/// sum of update lengths, on every platform.
-bool fitsInFreeSpace(std::uint64_t freeBytes, std::uint32_t needed);
+/// Whether copies times length bytes fit in freeBytes. All are compared as
+/// single-precision floats, exact only to about seven significant digits,
+/// because the update service sizes its offers for that rounding: a
+/// byte-exact test would refuse updates that robots have always accepted.
+/// length is a 32-bit sum of update lengths, on every platform; it is
+/// multiplied only once converted, so a doubled sum past 4 GiB cannot wrap
+/// into a small one.
+bool fitsInFreeSpace(std::uint64_t freeBytes, std::uint32_t length, unsigned copies);
 
-/// The install order: a dependency before what depends on it, otherwise the
-/// lower default order first. Two unrelated updates with the same default
-/// order are equivalent.
-struct UpdateCompare
-{
-    bool operator()(const Update& a, const Update& b) const;
-};
+/// Whether a and b cannot go into one install: the same update, or two whose
+/// dependencies name neither's subsystem and whose default orders are equal,
+/// so that nothing decides which comes first.
+bool indistinguishable(const Update& a, const Update& b);
+
+/// updates in the order they are installed, the same for every order they
+/// come in: each update after the updates whose subsystem its dependencies
+/// name; among those free to go next, the lower default order first, then
+/// the lower id. Where dependencies go round in a circle, the first of the
+/// circle by that tie-break goes first.
+std::vector<Update> installOrder(std::vector<Update> updates);
 
 } // namespace system
 } // namespace pemo

@@ -1,5 +1,6 @@
 #include "update/UpdateManager.h"
 
+#include "common/OutsideJSON.h"
 #include "common/SystemUtil.h"
 #include "skill/SkillManager.h"
 #include "storage/StorageManager.h"
@@ -170,7 +171,16 @@ GetUpdateResult UpdateManager::getUpdates(const std::string& filter)
         result.reason = UNAVAILABLE;
         return result;
     }
-    checkForUpdates(held, filter);
+    try
+    {
+        checkForUpdates(held, filter);
+    }
+    catch (const std::runtime_error& e)
+    {
+        _logger.error(std::string("UpdateManager::getUpdates ") + e.what() + "; the list stays as it was");
+        result.reason = e.what();
+        return result;
+    }
     result.success = true;
     result.updates = _updates;
     return result;
@@ -187,16 +197,7 @@ void UpdateManager::checkForUpdates(Lock&, const std::string& filter)
     std::vector<Update> found;
     for (const auto& [subsystem, config] : _subsystems)
     {
-        std::string version;
-        try
-        {
-            version = getVersion(subsystem, config.checkMethod);
-        }
-        catch (const std::exception& e)
-        {
-            _logger.error("Could not find the version of " + subsystem + ": " + e.what() + "; its updates are not asked for");
-            continue;
-        }
+        const std::string version = getVersion(subsystem, config.checkMethod);
         const ProgramResult result = runProgram(GET_PROGRAM, {"--credentials", CREDENTIALS_FILE, "--subsystem", subsystem,
                                                               "--version", version, "--filter", filter});
         if (result.exitCode == 0)
@@ -218,7 +219,7 @@ bool UpdateManager::readUpdates(const std::string& subsystem, const std::string&
     const SubsystemConfig& config = _subsystems.at(subsystem);
     try
     {
-        std::istringstream in(output);
+        std::istringstream in(OutsideJSON::check(output));
         cereal::JSONInputArchive archive(in);
         cereal::size_type count = 0;
         archive(cereal::make_size_tag(count));
@@ -231,6 +232,12 @@ bool UpdateManager::readUpdates(const std::string& subsystem, const std::string&
             archive.finishNode();
             if (!dependencyError.empty())
                 _logger.error(dependencyError);
+            if (!update.staysInDownloadDirectory())
+            {
+                _logger.error("Dropping update " + update.id + " of " + subsystem + ": its download " +
+                              update.destination() + " would not lie directly in /opt/ota/");
+                continue;
+            }
             update.applyMethod = config.applyMethod;
             update.defaultOrder = config.defaultOrder;
             update.filter = filter;
@@ -240,7 +247,7 @@ bool UpdateManager::readUpdates(const std::string& subsystem, const std::string&
     }
     catch (const std::exception& e)
     {
-        _logger.error("Could not read the updates of " + subsystem + ": " + e.what() + "; none are listed for it");
+        _logger.error("Could not read the updates of " + subsystem + ": " + describe(e) + "; none are listed for it");
         return false;
     }
 }
@@ -252,7 +259,7 @@ void UpdateManager::reportGetError(const std::string& subsystem, int code, const
     std::string errorCode;
     try
     {
-        std::istringstream in(output);
+        std::istringstream in(OutsideJSON::check(output));
         cereal::JSONInputArchive archive(in);
         archive.setNextName("error");
         archive.startNode();
@@ -261,7 +268,7 @@ void UpdateManager::reportGetError(const std::string& subsystem, int code, const
     }
     catch (const std::exception& e)
     {
-        _logger.error("Error retrieving " + subsystem + " updates: " + e.what());
+        _logger.error("Error retrieving " + subsystem + " updates: " + describe(e));
         return;
     }
     if (errorCode == "UPDATE_NOT_FOUND")
@@ -353,7 +360,7 @@ void UpdateManager::downloadUpdates(const std::vector<std::string>& ids, std::os
         total += update->length;
     }
     // Room for the archive and for its unpacking.
-    if (!fitsInFreeSpace(free, 2 * total))
+    if (!fitsInFreeSpace(free, total, 2))
     {
         out << canned(NO_SPACE);
         return;
@@ -420,7 +427,7 @@ std::string UpdateManager::apply(const std::vector<std::string>& ids)
     for (const auto& [subsystem, config] : _subsystems)
         current[subsystem] = getVersion(subsystem, config.checkMethod);
 
-    UpdateSet selected;
+    std::vector<Update> selected;
     std::uint32_t total = 0;
     for (const auto& id : ids)
     {
@@ -429,22 +436,24 @@ std::string UpdateManager::apply(const std::vector<std::string>& ids)
             return UNKNOWN_UPDATE;
         if (!update->downloaded)
             return "Update not downloaded";
-        if (selected.count(*update) != 0)
+        const bool duplicate = std::any_of(selected.begin(), selected.end(),
+                                           [&](const Update& other) { return indistinguishable(other, *update); });
+        if (duplicate)
             return "Duplicate update specified";
-        selected.insert(*update);
+        selected.push_back(*update);
         total += update->length;
     }
     const std::string unmet = checkDependencies(selected, current);
     if (!unmet.empty())
         return unmet;
-    if (!fitsInFreeSpace(free, total))
+    if (!fitsInFreeSpace(free, total, 1))
         return NO_SPACE;
-    if (!applySystemUpdates(selected))
+    if (!applySystemUpdates(installOrder(selected)))
         return "Update initiation error";
     return std::string();
 }
 
-std::string UpdateManager::checkDependencies(const UpdateSet& selected,
+std::string UpdateManager::checkDependencies(const std::vector<Update>& selected,
                                              const std::map<std::string, std::string>& current) const
 {
     for (const auto& update : selected)
@@ -473,7 +482,7 @@ std::string UpdateManager::installTarget(const Update& update) const
     return installedSkill(update.subsystem, skill) ? skill.path : "/opt/pemo/Pemo/Skills/" + update.subsystem;
 }
 
-bool UpdateManager::applySystemUpdates(const UpdateSet& updates)
+bool UpdateManager::applySystemUpdates(const std::vector<Update>& updates)
 {
     _logger.information("apply system updates: " + std::to_string(updates.size()));
     for (const auto& update : updates)

@@ -15,7 +15,6 @@
 #include <memory>
 #include <mutex>
 #include <ostream>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -83,15 +82,18 @@ public:
     /// The get step: asks the update service for every configured subsystem
     /// and replaces the known updates, keeping the downloaded mark of those
     /// known before. Without the credentials file nothing changes and the
-    /// old list is the answer.
+    /// old list is the answer. When a subsystem's version cannot be found
+    /// the step fails with that reason ("Could not read OS version") and the
+    /// list stays as it was. An offer whose download would land outside
+    /// "/opt/ota/" is dropped (and logged).
     GetUpdateResult getUpdates(const std::string& filter);
 
     /// The download step. On failure writes one of the canned JSON objects
     /// {"error": ...} to out; nothing on success.
     void downloadUpdates(const std::vector<std::string>& ids, std::ostream& out);
 
-    /// The apply step: installs the given downloaded updates in the order of
-    /// UpdateCompare, stopping at the first failing install.
+    /// The apply step: installs the given downloaded updates in installOrder(),
+    /// stopping at the first failing install.
     ApplyUpdateResult applyUpdates(std::vector<std::string> ids);
 
     /// The current version of subsystem found by method. Throws
@@ -108,10 +110,11 @@ protected:
     void onStopRequested() override;
 
 private:
-    using UpdateSet = std::multiset<Update, UpdateCompare>;
     using Lock = std::unique_lock<std::timed_mutex>;
 
     bool lock(Lock& lock);
+    /// Throws std::runtime_error when a subsystem's version cannot be found:
+    /// its downloaded updates must not be lost from the list.
     void checkForUpdates(Lock& lock, const std::string& filter);
     bool readUpdates(const std::string& subsystem, const std::string& output, const std::string& filter,
                      std::vector<Update>& found);
@@ -121,8 +124,9 @@ private:
     Update* find(const std::string& id);
     void download(Update& update);
     std::string apply(const std::vector<std::string>& ids);
-    std::string checkDependencies(const UpdateSet& selected, const std::map<std::string, std::string>& current) const;
-    bool applySystemUpdates(const UpdateSet& updates);
+    std::string checkDependencies(const std::vector<Update>& selected,
+                                  const std::map<std::string, std::string>& current) const;
+    bool applySystemUpdates(const std::vector<Update>& updates);
     std::string installTarget(const Update& update) const;
     /// The catalogued skill called name, if there is one.
     bool installedSkill(const std::string& name, Skill& found) const;

@@ -171,6 +171,69 @@ TEST_F(UpdateTest, FreeSpaceOnOptDecides)
     EXPECT_EQ(download(R"("os-2")").body, "");
     resize("100m");
     EXPECT_EQ(apply(R"("os-2")").body, "{}");
+
+    // Twice 2.2 GB, doubled in 32 bits, wrapped to 105 MB.
+    catalogue("hello", "1.0.0", {offer("hello-big", "hello", "1.0.0", "9.0.0", 2200000000u)});
+    resize("200m");
+    listed();
+    EXPECT_EQ(download(R"("hello-big")").body, R"({"error":"Insufficient temporary storage available"})");
+}
+
+// An answer nested 300,000 deep overflowed the parser's stack and killed the
+// daemon, and the device with it. Now it is only that subsystem's answer
+// that cannot be read, as a list or as an error object.
+TEST_F(UpdateTest, DeeplyNestedGetAnswerCostsOnlyItsSubsystemsList)
+{
+    const std::string deep(300000, '[');
+    catalogue("os", "1.0.0", {deep});
+    ::unlink(device->statePath("platform/updates/services/1.0.0.json").c_str());
+    device->writeStateFile("platform/updates/services/1.0.0.error", R"({"error": )" + deep);
+    EXPECT_EQ(listed(), (std::vector<std::string>{"boot-2", "hello-2"}));
+    const std::string log = device->readStateFile("log/system-manager.log");
+    EXPECT_NE(log.find("Could not read the updates of os: JSON nested too deep"), std::string::npos);
+    EXPECT_NE(log.find("Error retrieving services updates: JSON nested too deep"), std::string::npos);
+}
+
+// The update service is outside the robot's trust: a toVersion of
+// "../../../etc/evil" wrote the download, as root, to /etc/evil-os.tar.
+TEST_F(UpdateTest, OfferWhoseDownloadWouldEscapeTheDownloadDirectoryIsDropped)
+{
+    catalogue("os", "1.0.0", {offer("evil", "os", "1.0.0", "../../../etc/evil", 1000),
+                              offer("slash", "os", "1.0.0", "2/0", 1000), offer("empty", "os", "1.0.0", "", 1000),
+                              offer("sub", "..", "1.0.0", "2.0.0", 1000), offer("os-2", "os", "1.0.0", "2.0.0", 1000)});
+    EXPECT_EQ(listed(), (std::vector<std::string>{"boot-2", "hello-2", "os-2", "svc-2"}));
+    EXPECT_EQ(download(R"("evil")").body, R"({"error":"Unknown update requested"})");
+    EXPECT_EQ(apply(R"("evil")").body, "{\n    \"error\": \"Unknown update requested\"\n}");
+    EXPECT_TRUE(device->calls("pemo-download-update").empty());
+    EXPECT_NE(device->exec({"test", "-e", "/etc/evil-os.tar"}).status, 0);
+    const std::string log = device->readStateFile("log/system-manager.log");
+    for (const char* id : {"evil", "slash", "empty", "sub"})
+        EXPECT_NE(log.find(std::string("Dropping update ") + id + " of os"), std::string::npos) << id;
+}
+
+// Duplicates were looked up in a tree built with an order that is none: with
+// services (order 0) needing hello, hello and the bootloader (both order 3)
+// went unnoticed when services was requested first, and both were installed.
+TEST_F(UpdateTest, DuplicateHiddenByTheOrderingTreeIsFound)
+{
+    catalogue("services", "1.0.0", {offer("svc-3", "services", "1.0.0", "1.2.0", 1000, R"({"hello": "1.1.0"})")});
+    listed();
+    ASSERT_EQ(download(R"("svc-3", "hello-2", "boot-2")").body, "");
+    EXPECT_EQ(apply(R"("svc-3", "hello-2", "boot-2")").body, "{\n    \"error\": \"Duplicate update specified\"\n}");
+    EXPECT_TRUE(device->calls("pemo-apply-update").empty());
+}
+
+// A failing version program once cost its subsystem's updates, downloads
+// included ("Lost update"): now the get fails and the list stays.
+TEST_F(UpdateTest, FailingVersionProgramFailsTheGetInsteadOfLosingDownloads)
+{
+    listed();
+    ASSERT_EQ(download(R"("os-2")").body, "");
+    // cat of a directory fails: the version program exits 1.
+    ASSERT_EQ(device->exec({"mkdir", "/run/pemo-sim/platform/os-version"}).status, 0);
+    EXPECT_EQ(api().get("/update").body, "{\n    \"error\": \"Could not read OS version\"\n}");
+    ASSERT_EQ(device->exec({"rmdir", "/run/pemo-sim/platform/os-version"}).status, 0);
+    EXPECT_EQ(listed(), (std::vector<std::string>{"boot-2", "hello-2", "os-2*", "svc-2"}));
 }
 
 // A step that cannot have the manager within 200 ms is refused, not queued.

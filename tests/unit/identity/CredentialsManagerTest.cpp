@@ -62,6 +62,9 @@ TEST_F(CredentialsManagerTest, RefusedOrFailedStoresKeepTheFileAndUnreadableOnes
 
     dir.write("credentials.json", R"({"accessKeyId":"k","secretAccessKey":"s","region":7})");
     EXPECT_EQ(0u, request().reason.find("Error getting credentials: Could not parse credentials: "));
+    // Deep enough to overflow a recursive parser's stack: refused unparsed.
+    dir.write("credentials.json", std::string(300000, '['));
+    EXPECT_EQ(0u, request().reason.find("Error getting credentials: Could not parse credentials: JSON nested too deep"));
 }
 
 // The answer once carried the three members bare, unlike every other result,
