@@ -60,9 +60,11 @@ void writeAll(int fd, const std::string& content, const std::string& path)
     }
 }
 
-void writeSynced(const std::string& path, const std::string& content)
+void writeSynced(const std::string& path, const std::string& content, mode_t mode)
 {
-    Descriptor fd(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
+    // A leftover of an interrupted write keeps its mode through O_TRUNC.
+    ::unlink(path.c_str());
+    Descriptor fd(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
     if (fd.get() < 0)
         fail("Could not create", path, errno);
     writeAll(fd.get(), content, path);
@@ -82,12 +84,12 @@ void syncDirectory(const std::string& path)
 
 } // namespace
 
-void writeFileAtomically(const std::string& path, const std::string& content)
+void writeFileAtomically(const std::string& path, const std::string& content, mode_t mode)
 {
     const std::string temporary = path + ".new";
     try
     {
-        writeSynced(temporary, content);
+        writeSynced(temporary, content, mode);
         if (::rename(temporary.c_str(), path.c_str()) != 0)
             fail("Could not rename " + temporary + " over", path, errno);
     }
@@ -98,6 +100,23 @@ void writeFileAtomically(const std::string& path, const std::string& content)
     }
     // The new content is in place; only its durability across a power loss
     // is in question if this fails, and the caller hears of it.
+    syncDirectory(path);
+}
+
+void replaceLinkAtomically(const std::string& path, const std::string& target)
+{
+    const std::string temporary = path + ".new";
+    // A link left by an interrupted change would make symlink() fail.
+    if (::unlink(temporary.c_str()) != 0 && errno != ENOENT)
+        fail("Could not remove", temporary, errno);
+    if (::symlink(target.c_str(), temporary.c_str()) != 0)
+        fail("Could not link " + target + " as", temporary, errno);
+    if (::rename(temporary.c_str(), path.c_str()) != 0)
+    {
+        const int error = errno;
+        ::unlink(temporary.c_str());
+        fail("Could not rename " + temporary + " over", path, error);
+    }
     syncDirectory(path);
 }
 

@@ -12,7 +12,11 @@
 #include <Poco/String.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
 #include <memory>
+#include <unistd.h>
 
 namespace pemo {
 namespace system {
@@ -79,6 +83,35 @@ std::string readToEnd(Poco::Pipe& pipe, const std::string& program)
     return output;
 }
 
+// /dev/null opened for writing, for the scope of one launch.
+class NullDevice
+{
+public:
+    NullDevice() = default;
+    ~NullDevice()
+    {
+        if (_fd >= 0)
+            ::close(_fd);
+    }
+    NullDevice(const NullDevice&) = delete;
+    NullDevice& operator=(const NullDevice&) = delete;
+
+    /// False, logged, when it cannot be opened: program is then not run.
+    bool open(const std::string& program)
+    {
+        _fd = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+        if (_fd >= 0)
+            return true;
+        utilLogger().error("runProgram cannot start " + program + ": could not open /dev/null: " +
+                           std::strerror(errno));
+        return false;
+    }
+    int fd() const { return _fd; }
+
+private:
+    int _fd = -1;
+};
+
 std::string trimmedOutput(const std::string& program)
 {
     const ProgramResult result = runProgram(program, {});
@@ -112,11 +145,19 @@ ProgramResult runProgram(const std::string& program, const std::vector<std::stri
     }
     command.arguments = args;
     command.environment = environment;
+    const bool captured = output == ProgramOutput::STDOUT || output == ProgramOutput::STDOUT_STDERR;
     Poco::Pipe pipe;
-    if (output != ProgramOutput::INHERIT)
+    if (captured)
         command.output = pipe.writeHandle();
     if (output == ProgramOutput::STDOUT_STDERR)
         command.error = pipe.writeHandle();
+    NullDevice null;
+    if (output == ProgramOutput::DISCARD)
+    {
+        if (!null.open(program))
+            return result;
+        command.output = command.error = null.fd();
+    }
 
     std::shared_ptr<ChildProcess> child;
     try
@@ -131,7 +172,7 @@ ProgramResult runProgram(const std::string& program, const std::vector<std::stri
     // Only the child keeps the writing end: the read below ends when it exits.
     pipe.close(Poco::Pipe::CLOSE_WRITE);
     result.started = true;
-    if (output != ProgramOutput::INHERIT)
+    if (captured)
         result.output = readToEnd(pipe, program);
     try
     {

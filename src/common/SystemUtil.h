@@ -35,7 +35,8 @@ enum class ProgramOutput
 {
     STDOUT,        ///< standard output on a pipe; standard error inherited
     STDOUT_STDERR, ///< standard output and standard error joined on one pipe
-    INHERIT        ///< no pipe: the program writes to the daemon's own streams
+    INHERIT,       ///< no pipe: the program writes to the daemon's own streams
+    DISCARD        ///< no pipe: standard output and standard error go to /dev/null
 };
 
 /// The most of a program's output that runProgram() keeps.

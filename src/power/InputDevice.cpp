@@ -2,12 +2,14 @@
 
 #include "power/InputDeviceException.h"
 #include "power/SelectTask.h"
+#include "common/SystemUtil.h"
 
 #include <Poco/Logger.h>
 #include <Poco/Thread.h>
 
 #include <algorithm>
 #include <chrono>
+#include <exception>
 #include <functional>
 #include <limits>
 #include <utility>
@@ -55,10 +57,29 @@ private:
         }
     }
 
+    // Whatever a handler throws is its own failure: the reader goes on.
     void onEvent(const SelectTask::Batch& batch)
     {
-        if (const auto event = InputDevice::keyEventOf(batch))
+        const auto event = InputDevice::keyEventOf(batch);
+        if (!event)
+            return;
+        try
+        {
             _onKeyEvent(*event);
+        }
+        catch (const std::exception& e)
+        {
+            handlerFailed(describe(e));
+        }
+        catch (...)
+        {
+            handlerFailed("an exception of unknown type");
+        }
+    }
+
+    static void handlerFailed(const std::string& why)
+    {
+        Poco::Logger::get("SystemManager.InputDevice").error("A key event's handler failed: " + why + "; reading on");
     }
 
     std::string _path;

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <string>
 #include <utility>
 
 #include <fcntl.h>
@@ -22,7 +23,7 @@ const std::size_t RECORDS_PER_READ = 64;
 
 SelectTask::SelectTask(std::string path, Callback callback)
     : _logger(Poco::Logger::get("SystemManager.InputDevice")), _path(std::move(path)), _callback(std::move(callback)),
-      _fd(-1)
+      _fd(-1), _failing(false)
 {
 }
 
@@ -39,15 +40,43 @@ void SelectTask::onStart()
 
 void SelectTask::work()
 {
+    if (_fd < 0)
+    {
+        reopen();
+        return;
+    }
     fd_set readable;
     FD_ZERO(&readable);
     FD_SET(_fd, &readable);
     timeval timeout{SELECT_TIMEOUT_MS / 1000, 0};
-    if (::select(_fd + 1, &readable, nullptr, nullptr, &timeout) <= 0)
-        return;
+    const int ready = ::select(_fd + 1, &readable, nullptr, nullptr, &timeout);
+    if (ready < 0 && errno != EINTR)
+        fail("wait for", errno);
+    else if (ready > 0)
+        read();
+}
 
+// As often as a quiet wait would end: the thread neither spins nor delays a
+// cancel by more than that.
+void SelectTask::reopen()
+{
+    if (!sleep(SELECT_TIMEOUT_MS))
+        return;
+    _fd = ::open(_path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+}
+
+void SelectTask::read()
+{
     char buffer[RECORDS_PER_READ * sizeof(input_event)];
     const ssize_t got = ::read(_fd, buffer, sizeof(buffer));
+    if (got < 0)
+    {
+        // Select reported it readable, so only an error of the device (an
+        // unplugged one reads ENODEV) ends here, and it would stay readable.
+        if (errno != EAGAIN && errno != EINTR)
+            fail("read", errno);
+        return;
+    }
     if (got == 0)
     {
         // Only a FIFO whose writers all left reads as ended, and it stays
@@ -55,9 +84,32 @@ void SelectTask::work()
         sleep(SELECT_TIMEOUT_MS);
         return;
     }
+    if (_failing)
+        _logger.information("Reading " + _path + " again");
+    _failing = false;
     if (got < static_cast<ssize_t>(sizeof(input_event)))
         return;
     consume(buffer, static_cast<std::size_t>(got));
+}
+
+void SelectTask::fail(const std::string& step, int error)
+{
+    if (!_failing)
+        _logger.error("Could not " + step + " " + _path + ": " + std::strerror(error) +
+                      "; closing it and trying to open it again every " + std::to_string(SELECT_TIMEOUT_MS / 1000) +
+                      " s");
+    _failing = true;
+    closeDevice();
+    // A batch cut by the failure would be glued to the first records read
+    // after it.
+    _eventsSinceLastSyn.clear();
+}
+
+void SelectTask::closeDevice()
+{
+    if (_fd >= 0 && ::close(_fd) != 0)
+        _logger.error("Could not close monitor " + _path + ": " + std::strerror(errno));
+    _fd = -1;
 }
 
 void SelectTask::consume(const char* data, std::size_t size)
@@ -79,9 +131,7 @@ void SelectTask::consume(const char* data, std::size_t size)
 
 void SelectTask::onExit()
 {
-    if (_fd >= 0 && ::close(_fd) != 0)
-        _logger.error("Could not close monitor " + _path + ": " + std::strerror(errno));
-    _fd = -1;
+    closeDevice();
 }
 
 } // namespace system

@@ -33,18 +33,27 @@ public:
     /// open " + path when it cannot.
     void onStart() override;
     /// One wait of at most SELECT_TIMEOUT_MS and, when the device became
-    /// readable, one read; a time-out or an error just ends the pass.
+    /// readable, one read; a time-out just ends the pass. A failing wait or
+    /// read (a device unplugged reads ENODEV) closes the device, logged
+    /// once, and each later pass tries to open it again after
+    /// SELECT_TIMEOUT_MS, so a device that comes back is read again.
     void work() override;
     /// Closes the device.
     void onExit() override;
 
 private:
+    void reopen();
+    void read();
+    void fail(const std::string& step, int error);
+    void closeDevice();
     void consume(const char* data, std::size_t size);
 
     Poco::Logger& _logger;
     std::string _path;
     Callback _callback;
     int _fd;
+    /// A failure was logged and nothing has been read since.
+    bool _failing;
     Batch _eventsSinceLastSyn;
 };
 

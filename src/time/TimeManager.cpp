@@ -1,17 +1,15 @@
 #include "time/TimeManager.h"
 
+#include "common/AtomicFile.h"
 #include "common/SystemUtil.h"
 #include "time/TimeManagerException.h"
 
 #include <Poco/Exception.h>
 #include <Poco/File.h>
 
-#include <cerrno>
 #include <chrono>
-#include <cstring>
 #include <fstream>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace pemo {
 namespace system {
@@ -51,14 +49,6 @@ TimeManager::Params readParams(const Poco::Util::AbstractConfiguration& config)
     return params;
 }
 
-// lstat, not exists(): a dangling link left by an earlier zone still has
-// to be replaced.
-bool present(const std::string& path)
-{
-    struct stat status;
-    return ::lstat(path.c_str(), &status) == 0;
-}
-
 // A zone is a compiled rules file inside the tree: "Europe" (a directory)
 // or a name climbing out with ".." is no zone.
 bool isZoneFile(const std::string& zone, const std::string& zoneFile)
@@ -93,12 +83,14 @@ void TimeManager::stop()
 void TimeManager::run(const std::string& command, const std::vector<std::string>& arguments,
                       const std::string& failure)
 {
-    const ProgramResult result = runProgram(command, arguments, ProgramOutput::STDOUT_STDERR);
+    // No pipe: the NTP init script's "start" leaves the daemon running, and it
+    // would hold a pipe open, and this call with it, for as long as it lives.
+    const ProgramResult result = runProgram(command, arguments, ProgramOutput::DISCARD);
     if (result.succeeded())
         return;
     _logger.error("TimeManager::synchronize " + command + (result.started ? " exited with status " +
                   std::to_string(result.exitCode) : std::string(" could not be started")) +
-                  "; synchronisation stops here. Output: " + result.output);
+                  "; synchronisation stops here");
     throw TimeManagerException(failure);
 }
 
@@ -122,15 +114,26 @@ void TimeManager::setTimezone(const std::string& zone)
     const std::string zoneFile = _params.zoneinfo_path + "/" + zone;
     if (!isZoneFile(zone, zoneFile))
         throw TimeManagerException("Unknown Time Zone: " + zone);
-    if (present(_params.localtime_path) && ::unlink(_params.localtime_path.c_str()) != 0)
-        throw TimeManagerException("Can't remove existing localtime");
-    if (::symlink(zoneFile.c_str(), _params.localtime_path.c_str()) != 0)
-        throw TimeManagerException(std::string("Failed to symlink localtime: ") + std::strerror(errno));
-    std::ofstream out(_params.timezone_path, std::ios::trunc);
-    out << zone;
-    out.close();
-    if (!out)
+    // Both are replaced by a rename, so that a crash at any moment leaves
+    // each the old zone or the new one, never no link or an empty file.
+    try
+    {
+        replaceLinkAtomically(_params.localtime_path, zoneFile);
+    }
+    catch (const Poco::Exception& e)
+    {
+        _logger.error("TimeManager::setTimezone " + e.displayText() + "; the zone stays as it was");
+        throw TimeManagerException("Failed to symlink localtime: " + e.message());
+    }
+    try
+    {
+        writeFileAtomically(_params.timezone_path, zone, 0644);
+    }
+    catch (const Poco::Exception& e)
+    {
+        _logger.error("TimeManager::setTimezone " + e.displayText() + "; localtime already names " + zone);
         throw TimeManagerException("Failed to write timezone file");
+    }
     _logger.information("TimeManager::setTimezone time zone is now " + zone);
 }
 

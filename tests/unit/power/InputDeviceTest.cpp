@@ -1,5 +1,7 @@
 #include "power/InputDevice.h"
 
+#include "Eventually.h"
+#include "LogCapture.h"
 #include "ScratchDir.h"
 
 #include <Poco/Condition.h>
@@ -10,6 +12,8 @@
 #include <linux/input.h>
 
 #include <chrono>
+#include <stdexcept>
+#include <thread>
 #include <vector>
 
 #include <fcntl.h>
@@ -128,6 +132,57 @@ TEST_F(InputDeviceTest, BatchesOfOtherKeysOrNotLedByTheKeyAreIgnored)
     ASSERT_EQ(1u, events.size());
     EXPECT_TRUE(events[0].pressed());
     EXPECT_EQ(7000000000LL, events[0].time().time_since_epoch().count());
+}
+
+// A device that failed a read after select called it readable (unplugged:
+// ENODEV) had the reader spin at full speed on it for good. It is closed,
+// logged once, and opened again every two seconds until it reads again.
+TEST(InputDeviceRecoveryTest, DeviceFailingItsReadsIsReopenedInsteadOfSpunOn)
+{
+    pemo::test::LogCapture log("SystemManager.InputDevice");
+    ScratchDir dir;
+    const std::string path = dir.file("button");
+    // A directory opens and is always readable, but every read fails (EISDIR).
+    ASSERT_EQ(0, ::mkdir(path.c_str(), 0700));
+    InputDevice device(path);
+    auto recorder = std::make_shared<Recorder>();
+    device.registerHandler(recorder);
+    device.start();
+    ASSERT_TRUE(pemo::test::eventually([&] { return log.contains("Could not read " + path); }));
+    // Long enough for a reopen of the directory, which fails its read again.
+    std::this_thread::sleep_for(std::chrono::milliseconds(2500));
+
+    ASSERT_EQ(0, ::rmdir(path.c_str()));
+    ASSERT_EQ(0, ::mkfifo(path.c_str(), 0600));
+    int writer = -1;
+    ASSERT_TRUE(pemo::test::eventually(
+        [&] { return (writer = ::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC)) >= 0; })) << "never reopened";
+    const input_event press[] = {record(EV_KEY, KEY_POWER, 1), record(EV_SYN, SYN_REPORT, 0)};
+    ASSERT_EQ(static_cast<ssize_t>(sizeof(press)), ::write(writer, press, sizeof(press)));
+    EXPECT_EQ(1u, recorder->waitFor(1).size());
+    device.stop();
+    ::close(writer);
+    EXPECT_EQ(1u, log.containing("Could not read " + path).size()) << "logged once, not on every reopen";
+}
+
+class Thrower : public InputDevice::Handler
+{
+public:
+    void onKeyEvent(const KeyEvent&) override { throw std::runtime_error("handler broke"); }
+};
+
+// A handler's exception other than InputDeviceException ended the reader
+// thread without a word, and no key was seen again.
+TEST_F(InputDeviceTest, HandlerThrowingLeavesTheReaderReading)
+{
+    pemo::test::LogCapture log("SystemManager.InputDevice");
+    auto thrower = std::make_shared<Thrower>();
+    _device.registerHandler(thrower);
+    send({record(EV_KEY, KEY_POWER, 1), record(EV_SYN, SYN_REPORT, 0)});
+    ASSERT_EQ(1u, _recorder->waitFor(1).size());
+    ASSERT_TRUE(pemo::test::eventually([&] { return log.contains("handler broke"); }));
+    send({record(EV_KEY, KEY_POWER, 0), record(EV_SYN, SYN_REPORT, 0)});
+    EXPECT_EQ(2u, _recorder->waitFor(2).size());
 }
 
 // A FIFO standing in for the device can hand out any time; on a 64-bit

@@ -8,6 +8,11 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <csignal>
+#include <future>
+#include <string>
+#include <sys/wait.h>
 #include <unistd.h>
 
 using pemo::system::TimeManager;
@@ -106,4 +111,61 @@ TEST_F(TimeManagerTest, ZoneIsALinkIntoTheZoneTreeAndANamedFileAndUnknownZonesCh
         EXPECT_EQ(dir.file("zoneinfo/Europe/Paris"), dir.linkTarget("localtime")) << zone;
         EXPECT_EQ("Europe/Paris", manager.getTimezone()) << zone;
     }
+}
+
+// The init script's "start" leaves the NTP daemon running. It inherited the
+// pipe the steps were read through, so the synchronisation, and every time
+// request behind its lock, waited as long as the daemon lived.
+TEST_F(TimeManagerTest, NtpDaemonLeftRunningByStartDoesNotHoldTheSynchronisation)
+{
+    dir.script("ntpd", "[ \"$1\" = start ] && { sleep 60 & echo $! > " + dir.file("daemon") + "; }\nexit 0");
+    TimeManager manager(config);
+    auto synchronised = std::async(std::launch::async, [&] { manager.synchronize(); });
+    const bool done = synchronised.wait_for(std::chrono::seconds(20)) == std::future_status::ready;
+    const std::string daemon = dir.read("daemon");
+    if (!daemon.empty())
+        ::kill(std::stoi(daemon), SIGKILL);
+    EXPECT_TRUE(done);
+    synchronised.get();
+}
+
+// Unlinking localtime before linking it anew, and truncating the timezone
+// file in place, left a crash in between no link, or an empty file (the zone
+// ""). A change killed at any moment now leaves the old zone or the new one.
+TEST_F(TimeManagerTest, ZoneChangeKilledMidWayLeavesNeitherLinkNorFileTorn)
+{
+    dir.write("zoneinfo/Europe/Rome", "TZif");
+    TimeManager manager(config);
+    manager.setTimezone("Europe/Paris");
+    const std::vector<std::string> zones{"Europe/Paris", "Europe/Rome"};
+    for (int round = 0; round < 40; ++round)
+    {
+        const pid_t child = ::fork();
+        ASSERT_GE(child, 0);
+        if (child == 0)
+        {
+            try
+            {
+                for (int i = 0;; ++i)
+                    manager.setTimezone(zones[i % 2]);
+            }
+            catch (...)
+            {
+            }
+            ::_exit(1);
+        }
+        ::usleep(static_cast<useconds_t>(200 + round * 97));
+        ::kill(child, SIGKILL);
+        ::waitpid(child, nullptr, 0);
+
+        const std::string zone = manager.getTimezone();
+        EXPECT_TRUE(zone == zones[0] || zone == zones[1]) << "round " << round << ": \"" << zone << "\"";
+        const std::string link = dir.linkTarget("localtime");
+        EXPECT_TRUE(link == dir.file("zoneinfo/" + zones[0]) || link == dir.file("zoneinfo/" + zones[1]))
+            << "round " << round << ": \"" << link << "\"";
+    }
+    // What a killed change left beside them does not stand in the next one's way.
+    manager.setTimezone("Europe/Rome");
+    EXPECT_EQ(dir.file("zoneinfo/Europe/Rome"), dir.linkTarget("localtime"));
+    EXPECT_EQ("Europe/Rome", manager.getTimezone());
 }
