@@ -76,7 +76,7 @@ void ServiceApp::defineOptions(Poco::Util::OptionSet& options)
                           .required(false).repeatable(false).argument("NAME")
                           .binding("pemo.host.class"));
     options.addOption(Option("config", "c", "Load the service configuration from FILE (.json, .properties, .ini or .xml). "
-                                            "Repeatable; later files lose to earlier ones.")
+                                            "Repeatable; for a key that several files set, the last file wins.")
                           .required(false).repeatable(true).argument("FILE")
                           .callback(OptionCallback<ServiceApp>(this, &ServiceApp::handleConfig)));
     options.addOption(Option("port", "p", "Serve HTTP on this TCP port (overrides pemo.http.port; 0 picks a free one).")
