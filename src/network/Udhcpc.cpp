@@ -6,7 +6,10 @@
 #include <Poco/Process.h>
 
 #include <cerrno>
+#include <chrono>
 #include <csignal>
+#include <cstring>
+#include <fstream>
 #include <memory>
 #include <sstream>
 #include <thread>
@@ -17,11 +20,19 @@ namespace system {
 
 int getPID(const std::string& name)
 {
+    const std::vector<int> pids = getPIDs(name);
+    return pids.empty() ? 0 : pids.front();
+}
+
+std::vector<int> getPIDs(const std::string& name)
+{
     const ProgramResult result = runProgram("pgrep", {"-f", name});
     std::istringstream output(result.output);
-    std::string first;
-    output >> first;
-    return first.empty() ? 0 : std::stoi(first);
+    std::vector<int> pids;
+    std::string pid;
+    while (output >> pid)
+        pids.push_back(std::stoi(pid));
+    return pids;
 }
 
 Udhcpc::Params::Params(const Poco::AutoPtr<Poco::Util::AbstractConfiguration>& config)
@@ -49,6 +60,56 @@ void Udhcpc::start()
     // Nothing waits for the client, but an unreaped one would stay a zombie
     // that pgrep still finds and kill() still "signals".
     std::thread([child]() { child->wait(); }).detach();
+}
+
+namespace {
+
+// Alive and not a zombie: a client reaped late by its parent (init, for
+// the one ifup started) has done all it will do once it is a zombie.
+bool alive(int pid)
+{
+    if (::kill(pid, 0) != 0)
+        return false;
+    std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
+    std::string line;
+    std::getline(stat, line);
+    const std::size_t end = line.rfind(')');
+    return end == std::string::npos || line.compare(end + 1, 2, " Z") != 0;
+}
+
+} // namespace
+
+void Udhcpc::stop()
+{
+    std::vector<int> pids;
+    try
+    {
+        pids = getPIDs(_params.executable);
+    }
+    catch (const std::exception& e)
+    {
+        _logger.error("Udhcpc::stop cannot list the running clients: " + std::string(e.what()) + "; none stopped");
+        return;
+    }
+    for (const int pid : pids)
+    {
+        if (::kill(pid, SIGTERM) == 0)
+            _logger.information("Udhcpc::stop sent SIGTERM to udhcpc " + std::to_string(pid));
+        else if (errno != ESRCH)
+            _logger.error("Udhcpc::stop cannot signal udhcpc " + std::to_string(pid) + ": " + std::strerror(errno));
+    }
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(STOP_WAIT_MS);
+    for (const int pid : pids)
+    {
+        while (alive(pid) && std::chrono::steady_clock::now() < deadline)
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        if (alive(pid))
+        {
+            _logger.error("Udhcpc::stop udhcpc " + std::to_string(pid) + " still runs " +
+                          std::to_string(STOP_WAIT_MS) + " ms after SIGTERM; killing it");
+            ::kill(pid, SIGKILL);
+        }
+    }
 }
 
 bool Udhcpc::isRunning()

@@ -22,6 +22,15 @@ const std::string DOWN_CODE("WPA_CONTROL_INTERFACE_DOWN");
 const std::size_t BUFFER_SIZE = 4096;
 const char* const TERRIBLE = "What a terrible failure!";
 
+// "<N>CTRL-EVENT-TERMINATING", whatever the priority digit.
+bool terminating(const std::string& message)
+{
+    static const std::string event("CTRL-EVENT-TERMINATING");
+    const std::size_t word = message.find('>');
+    return message.compare(0, 1, "<") == 0 && word != std::string::npos &&
+           message.compare(word + 1, event.size(), event) == 0;
+}
+
 // Event lines that arrive on the command connection while a reply is awaited.
 // They are not events this client attached for, so they only reach the log.
 void unsolicited(char* message, std::size_t length)
@@ -209,11 +218,42 @@ void WPAControlInterface::onMessage(const std::string& message)
         handler->onMessage(message);
 }
 
+void WPAControlInterface::drainEvents()
+{
+    if (_monitor && _connEvents)
+        _monitor->drain();
+}
+
+// A wpa_supplicant restarted from outside has a new socket; the old
+// connections stay open but nothing reaches them any more.
+bool WPAControlInterface::answersPing()
+{
+    char buffer[16];
+    std::size_t length = sizeof(buffer);
+    const int result = wpa_ctrl_request(_connCommands, "PING", 4, buffer, &length, unsolicited);
+    return result == 0 && std::string(buffer, length) == "PONG\n";
+}
+
 void WPAControlInterface::onRefreshConnectionTimer(Poco::Timer&)
 {
     Poco::Mutex::ScopedLock lock(_mutex);
     if (_connected)
-        return;
+    {
+        // A terminating wpa_supplicant says so first and then stops answering:
+        // its word, queued here, spares a PING that would wait out the
+        // library's time-out with the lock held.
+        drainEvents();
+        if (_connected && _connCommands && answersPing())
+            return;
+        if (_connected)
+        {
+            _logger.warning("WPAControlInterface::onRefreshConnectionTimer wpa_supplicant does not answer PING on " +
+                            socketPath() + "; reconnecting both connections");
+            // What it said before it went would go with the connection.
+            drainEvents();
+            disconnect();
+        }
+    }
     try
     {
         connect();
@@ -264,9 +304,11 @@ void WPAControlInterface::MonitorTask::deliver(const std::string& message)
 void WPAControlInterface::MonitorTask::drain()
 {
     Poco::Logger& logger = _parent._logger;
-    for (;;)
+    wpa_ctrl* const connection = _parent._connEvents;
+    // A monitor's failed request closes the connection under this loop.
+    while (_parent._connEvents == connection)
     {
-        const int pending = wpa_ctrl_pending(_parent._connEvents);
+        const int pending = wpa_ctrl_pending(connection);
         if (pending == 0)
             return;
         if (pending != 1)
@@ -277,12 +319,20 @@ void WPAControlInterface::MonitorTask::drain()
         }
         char buffer[BUFFER_SIZE];
         std::size_t length = sizeof(buffer);
-        const int result = wpa_ctrl_recv(_parent._connEvents, buffer, &length);
+        const int result = wpa_ctrl_recv(connection, buffer, &length);
         if (result == 0)
         {
             const std::string message(buffer, length);
             logger.information(message);
             deliver(message);
+            if (terminating(message))
+            {
+                // Its last word: the socket goes with it, and a restarted one
+                // is a new socket that the timer connects to.
+                logger.warning("WPAControlInterface::Monitor wpa_supplicant is terminating; reconnecting later");
+                _parent.disconnect();
+                return;
+            }
         }
         else if (result == -1)
         {

@@ -27,8 +27,10 @@ namespace system {
 /// start() arms a timer that connects at once and then every
 /// reconnect_interval while disconnected, and a thread that drains the event
 /// connection once a second and hands each line, whole, to the monitors in
-/// registration order. A failed request or receive drops both connections;
-/// the timer brings them back, so a restart of wpa_supplicant is ridden out.
+/// registration order. A failed request or receive, a "CTRL-EVENT-TERMINATING"
+/// line, or a PING unanswered on a timer tick drops both connections; the
+/// timer brings them back, so a restart of wpa_supplicant, even from outside
+/// and with nobody calling request(), is ridden out within reconnect_interval.
 /// Every operation is safe to call from any thread; one recursive lock
 /// serialises connecting, requests, draining and the monitors.
 class WPAControlInterface
@@ -108,11 +110,12 @@ private:
     public:
         explicit MonitorTask(WPAControlInterface& parent);
         void run() override;
+        /// Delivers every pending event line; stops early when the
+        /// connection fails or wpa_supplicant says it terminates (and the
+        /// connections are dropped). The parent's lock is held.
+        void drain();
 
     private:
-        /// Delivers every pending event line; stops early when the
-        /// connection fails (and is dropped).
-        void drain();
         void deliver(const std::string& message);
 
         WPAControlInterface& _parent;
@@ -124,6 +127,13 @@ private:
     void connect();
     /// Closes both connections; never throws.
     void disconnect();
+    /// Whether the command connection's PING is answered; the lock is held.
+    bool answersPing();
+    /// Delivers the event lines queued on the event connection, if there is
+    /// one; the lock is held.
+    void drainEvents();
+    /// At once, then every reconnect_interval: connects when disconnected,
+    /// and reconnects when a connected wpa_supplicant does not answer PING.
     void onRefreshConnectionTimer(Poco::Timer& timer);
 
     Params _params;

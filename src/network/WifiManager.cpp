@@ -148,7 +148,7 @@ bool WifiManager::setNetworkInterface(const NetworkInterface& networkInterface)
                       augeas->error_details() + "; the network is left as it was");
         return false;
     }
-    restartNetwork();
+    restartNetwork(networkInterface.method);
     return true;
 }
 
@@ -181,7 +181,7 @@ void WifiManager::writeFields(Augeas& augeas, const std::string& entry, const Ne
     }
 }
 
-void WifiManager::restartNetwork()
+void WifiManager::restartNetwork(const std::string& method)
 {
     const std::string prefix("WifiManager::setNetworkInterface ");
     const std::string& name = _params.interface;
@@ -196,6 +196,14 @@ void WifiManager::restartNetwork()
     }
     _logger.information(prefix + "Bringing down network interface " + name);
     runStep(_params.ifdown, {"-f", name}, "bring down", "bringing down");
+    // ifdown read the new stanza, whose method stops no DHCP client: the one
+    // the old dhcp stanza started would renew its lease over the new address.
+    if (method != "dhcp")
+    {
+        _logger.information(prefix + "Stopping the DHCP client of " + name + ", which its " + method +
+                            " method does not use");
+        _udhcpc->stop();
+    }
     _logger.information(prefix + "Bringing up network interface " + name);
     runStep(_params.ifup, {name}, "bring up", "bringing up");
     _logger.information(prefix + "Starting wpa supplicant connection");

@@ -80,8 +80,9 @@ public:
     /// Throws AugeasException when libaugeas cannot start.
     NetworkInterface getNetworkInterface();
     /// Writes the entry (creating it, brought up at boot, when absent), then
-    /// restarts the network: the control client stopped, ifdown -f, ifup,
-    /// the control client started; each failure there is logged and passed
+    /// restarts the network: the control client stopped, ifdown -f, every
+    /// running DHCP client stopped when the method is not dhcp, ifup, the
+    /// control client started; each failure there is logged and passed
     /// over. False, with the network untouched, when the file cannot be
     /// saved; true once the restart has run. Throws AugeasException when
     /// libaugeas cannot start.
@@ -94,7 +95,9 @@ private:
     unsigned findEntry(Augeas& augeas);
     void createEntry(Augeas& augeas, const std::string& entry, unsigned index, const std::string& method);
     void writeFields(Augeas& augeas, const std::string& entry, const NetworkInterface& networkInterface);
-    void restartNetwork();
+    /// Restarts the network on the interface's new method; a DHCP client
+    /// still running is stopped unless the method is dhcp.
+    void restartNetwork(const std::string& method);
     void runStep(const std::string& program, const std::vector<std::string>& args, const std::string& verb,
                  const std::string& doing);
 

@@ -64,7 +64,7 @@ void confine()
     for (const char* dir : {"/var", "/opt", "/usr/sbin", "/usr/local/bin"})
         mountTmpfs(dir);
     for (const char* program : {"poweroff", "reboot", "iptables", "ip6tables", "logrotate", "hwclock", "ntpdate",
-                                "ifup", "ifdown", "udhcpc"})
+                                "ifup", "ifdown", "udhcpc", "pemo-fuzz-udhcpc"})
     {
         if (::symlink("/bin/true", (std::string("/usr/sbin/") + program).c_str()) != 0)
             refuse(std::string("cannot replace ") + program);
@@ -117,7 +117,11 @@ Poco::AutoPtr<Poco::Util::MapConfiguration> configuration()
         {"SystemManager.wifi.augeas.root", "/var/augeas"},
         {"SystemManager.wifi.ifdown", "/bin/true"},
         {"SystemManager.wifi.ifup", "/bin/true"},
-        {"SystemManager.wifi.udhcpc.executable", "/bin/true"},
+        // The DHCP client is found and signalled by its command line
+        // (pgrep -f), and this process shares the machine's process ids: a
+        // name no other process has keeps a fuzzed static address from
+        // stopping the machine's programs.
+        {"SystemManager.wifi.udhcpc.executable", "/usr/sbin/pemo-fuzz-udhcpc"},
         {"SystemManager.wifi.wpa.runtime", "/var/run/wpa_supplicant"},
     };
     for (const auto& [key, value] : keys)
