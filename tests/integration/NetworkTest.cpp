@@ -14,7 +14,6 @@
 
 #include <chrono>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -127,37 +126,6 @@ TEST(NetworkTest, SwitchToStaticStopsTheDhcpClientTheOldMethodStarted)
     ASSERT_EQ(204, api().post("/wifi/interface", interfaceBody("dhcp", "", "")).status);
     EXPECT_TRUE(eventually([] { return wlan0Addresses().find("inet 192.168.77.1") != std::string::npos; }));
     ASSERT_TRUE(eventually(associated));
-}
-
-// wpa_supplicant stopped and started again from outside left the event
-// connection on its dead socket: /wifi/messages stayed silent and DHCP was
-// never renewed until someone happened to call /wifi/wpa. No one does here.
-TEST(NetworkTest, SupplicantRestartedFromOutsideIsHeardAgainWithoutARequest)
-{
-    ASSERT_TRUE(eventually(associated)) << device().diagnostics();
-    auto subscriber = subscribe(device(), "/wifi/messages");
-    ASSERT_EQ(0, device().simulator("wifi", {"stop"}).status);
-    EXPECT_NE("", frameWith(*subscriber, "CTRL-EVENT-TERMINATING"));
-    ASSERT_EQ(0, device().simulator("wifi", {"start"}).status);
-    const std::size_t leases = acks();
-
-    // Until the daemon is back on the new socket its events go unheard, so
-    // the supplicant is told to reconnect until one is.
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(2 * RECONNECT_MS + 5000);
-    std::optional<std::string> heard;
-    while (!heard && std::chrono::steady_clock::now() < deadline)
-    {
-        ASSERT_EQ(0, device().simulator("wifi", {"disconnect"}).status);
-        ASSERT_EQ(0, device().simulator("wifi", {"reconnect"}).status);
-        for (auto frame = subscriber->receive(Poco::Timespan(1, 0)); frame && !heard;
-             frame = subscriber->receive(Poco::Timespan(0, 200000)))
-        {
-            if (frame->find("CTRL-EVENT-CONNECTED") != std::string::npos)
-                heard = frame;
-        }
-    }
-    EXPECT_TRUE(heard) << "no event within " << 2 * RECONNECT_MS + 5000 << " ms of the restart";
-    EXPECT_TRUE(eventually([&] { return acks() > leases; })) << "udhcpd saw no renewal";
 }
 
 } // namespace

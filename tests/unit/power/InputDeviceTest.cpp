@@ -165,19 +165,16 @@ TEST(InputDeviceRecoveryTest, DeviceFailingItsReadsIsReopenedInsteadOfSpunOn)
     EXPECT_EQ(1u, log.containing("Could not read " + path).size()) << "logged once, not on every reopen";
 }
 
-class Thrower : public InputDevice::Handler
-{
-public:
-    void onKeyEvent(const KeyEvent&) override { throw std::runtime_error("handler broke"); }
-};
-
 // A handler's exception other than InputDeviceException ended the reader
 // thread without a word, and no key was seen again.
 TEST_F(InputDeviceTest, HandlerThrowingLeavesTheReaderReading)
 {
+    struct Thrower : InputDevice::Handler
+    {
+        void onKeyEvent(const KeyEvent&) override { throw std::runtime_error("handler broke"); }
+    };
     pemo::test::LogCapture log("SystemManager.InputDevice");
-    auto thrower = std::make_shared<Thrower>();
-    _device.registerHandler(thrower);
+    _device.registerHandler(std::make_shared<Thrower>());
     send({record(EV_KEY, KEY_POWER, 1), record(EV_SYN, SYN_REPORT, 0)});
     ASSERT_EQ(1u, _recorder->waitFor(1).size());
     ASSERT_TRUE(pemo::test::eventually([&] { return log.contains("handler broke"); }));
