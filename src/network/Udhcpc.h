@@ -53,7 +53,7 @@ public:
     /// throws.
     void stop();
 
-    static const long STOP_WAIT_MS = 5000;
+    static constexpr long STOP_WAIT_MS = 5000;
 
 private:
     Params _params;

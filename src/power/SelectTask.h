@@ -24,7 +24,7 @@ public:
 
     /// How long one wait for input lasts: a cancel takes at most this long
     /// to be noticed.
-    static const long SELECT_TIMEOUT_MS = 2000;
+    static constexpr long SELECT_TIMEOUT_MS = 2000;
 
     SelectTask(std::string path, Callback callback);
     ~SelectTask() override;

@@ -31,7 +31,7 @@ public:
     using Type = ServiceManagerNotification::Type;
 
     /// Time between two passes.
-    static const long PASS_INTERVAL_MS = 1000;
+    static constexpr long PASS_INTERVAL_MS = 1000;
 
     Monitor(const Params& params, const Bucket::Vector& buckets);
     ~Monitor() override;
