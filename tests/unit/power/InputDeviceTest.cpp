@@ -180,6 +180,9 @@ TEST_F(InputDeviceTest, HandlerThrowingLeavesTheReaderReading)
     ASSERT_TRUE(pemo::test::eventually([&] { return log.contains("handler broke"); }));
     send({record(EV_KEY, KEY_POWER, 0), record(EV_SYN, SYN_REPORT, 0)});
     EXPECT_EQ(2u, _recorder->waitFor(2).size());
+    // The reader logs the second failure after the recorder has the event;
+    // the capture must outlive that, or the logger writes to a freed channel.
+    _device.stop();
 }
 
 // A FIFO standing in for the device can hand out any time; on a 64-bit
