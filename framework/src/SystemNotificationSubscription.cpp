@@ -18,6 +18,9 @@ using Poco::Net::WebSocket;
 namespace {
 
 constexpr int MAX_PAYLOAD = 1 << 20;
+// The handshake reads through a 4 KB buffer, so it can hold at most this many
+// (two-byte) frames; the bound keeps a flooding peer from holding the caller.
+constexpr int MAX_BUFFERED_FRAMES = 2048;
 
 } // namespace
 
@@ -36,6 +39,16 @@ SystemNotificationSubscription::SystemNotificationSubscription(const std::string
     _socket = std::make_unique<WebSocket>(session, request, response);
     _socket->setMaxPayloadSize(MAX_PAYLOAD);
     _socket->setReceiveTimeout(Poco::Timespan(2, 0));
+    // The handshake's reader may already hold frames the port sent right
+    // after its answer. The reactor only sees what is still in the kernel, so
+    // those would wait for the next frame: deliver them before handing over.
+    for (int i = 0; i < MAX_BUFFERED_FRAMES && _socket->available() > 0; ++i)
+        if (!receiveOne())
+        {
+            _dead = true;
+            _socket->close();
+            return;
+        }
     _attached = true;
     _reactor.addEventHandler(*_socket, Poco::NObserver<SystemNotificationSubscription, ReadableNotification>(
                                            *this, &SystemNotificationSubscription::onReadable));
@@ -55,22 +68,29 @@ bool SystemNotificationSubscription::dead() const
 
 void SystemNotificationSubscription::onReadable(const Poco::AutoPtr<ReadableNotification>&)
 {
-    Poco::Buffer<char> buffer(0);
-    int flags = 0;
     try
     {
-        const int n = _socket->receiveFrame(buffer, flags);
-        const int opcode = flags & WebSocket::FRAME_OP_BITMASK;
-        if ((n == 0 && flags == 0) || opcode == WebSocket::FRAME_OP_CLOSE)
-            return detach();
-        if (opcode == WebSocket::FRAME_OP_TEXT)
-            _center.postNotification(new SystemNotificationEvent(std::string(buffer.begin(), n)));
+        if (!receiveOne())
+            detach();
     }
     catch (const Poco::Exception& e)
     {
         _logger.information("System notification subscription lost: " + e.displayText() + "; reconnecting later");
         detach();
     }
+}
+
+bool SystemNotificationSubscription::receiveOne()
+{
+    Poco::Buffer<char> buffer(0);
+    int flags = 0;
+    const int n = _socket->receiveFrame(buffer, flags);
+    const int opcode = flags & WebSocket::FRAME_OP_BITMASK;
+    if ((n == 0 && flags == 0) || opcode == WebSocket::FRAME_OP_CLOSE)
+        return false;
+    if (opcode == WebSocket::FRAME_OP_TEXT)
+        _center.postNotification(new SystemNotificationEvent(std::string(buffer.begin(), n)));
+    return true;
 }
 
 void SystemNotificationSubscription::onError(const Poco::AutoPtr<ErrorNotification>&)

@@ -29,6 +29,9 @@ public:
 private:
     void onReadable(const Poco::AutoPtr<Poco::Net::ReadableNotification>& notification);
     void onError(const Poco::AutoPtr<Poco::Net::ErrorNotification>& notification);
+    /// Receives one frame and posts it if it is text; false once the
+    /// connection has ended. Throws Poco::Exception on a broken connection.
+    bool receiveOne();
     void detach();
 
     Poco::Net::SocketReactor& _reactor;

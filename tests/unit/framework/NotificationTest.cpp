@@ -1,14 +1,18 @@
 #include "FrameworkTestSupport.h"
 #include "RegistryHandler.h"
 #include "RegistryStore.h"
+#include "SystemNotificationSubscription.h"
 
 #include "pemo/Port.h"
 #include "pemo/SystemNotification.h"
 #include "pemo/SystemNotificationClient.h"
 
+#include <Poco/Base64Encoder.h>
 #include <Poco/Event.h>
 #include <Poco/NObserver.h>
 #include <Poco/Net/ServerSocket.h>
+#include <Poco/Net/SocketReactor.h>
+#include <Poco/SHA1Engine.h>
 #include <Poco/StreamCopier.h>
 
 #include <gtest/gtest.h>
@@ -263,4 +267,64 @@ TEST_F(NotificationClientTest, PostingToAServiceOfThisProcessNeedsNoneOfItsWorke
     }));
     EXPECT_EQ(listener.texts.front(), "{\"type\": \"T\"}");
     client->removeObserver(Poco::NObserver<Listener, SystemNotificationEvent>(listener, &Listener::onEvent));
+}
+
+namespace {
+
+/// Answers one WebSocket handshake and sends a text frame in the same write,
+/// as a port does when it broadcasts the moment a subscriber is added.
+void answerHandshakeWithAFrame(Poco::Net::ServerSocket& server, const std::string& text)
+{
+    Poco::Net::StreamSocket peer = server.acceptConnection();
+    std::string head;
+    char c = 0;
+    while (head.find("\r\n\r\n") == std::string::npos && peer.receiveBytes(&c, 1) == 1)
+        head += c;
+    const auto at = head.find("Sec-WebSocket-Key: ") + 19;
+    const std::string key = head.substr(at, head.find("\r\n", at) - at);
+    Poco::SHA1Engine sha1;
+    sha1.update(key + "258EAFA5-E914-47DA-95CA-C5AB0DC85B11");
+    const auto digest = sha1.digest();
+    std::ostringstream accept;
+    {
+        Poco::Base64Encoder encoder(accept);
+        encoder.write(reinterpret_cast<const char*>(digest.data()), static_cast<std::streamsize>(digest.size()));
+    }
+    std::string answer = "HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
+                         "Sec-WebSocket-Accept: " + accept.str() + "\r\n\r\n";
+    answer += static_cast<char>(0x81);
+    answer += static_cast<char>(text.size());
+    answer += text;
+    peer.sendBytes(answer.data(), static_cast<int>(answer.size()));
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+}
+
+} // namespace
+
+// The handshake's reader took the first frame along with the answer, out of
+// the reactor's sight: it waited for the next frame, which might never come.
+TEST(SystemNotificationSubscriptionTest, FrameArrivingWithTheHandshakeAnswerIsDelivered)
+{
+    Poco::Net::ServerSocket server(Poco::Net::SocketAddress("127.0.0.1", 0));
+    std::thread peer(answerHandshakeWithAFrame, std::ref(server), "{\"type\": \"early\"}");
+    Poco::Net::SocketReactor reactor(Poco::Timespan(0, 50000));
+    Poco::Thread reactorThread;
+    reactorThread.start(reactor);
+    Poco::NotificationCenter center;
+    Listener listener;
+    center.addObserver(Poco::NObserver<Listener, SystemNotificationEvent>(listener, &Listener::onEvent));
+    {
+        SystemNotificationSubscription subscription("127.0.0.1", server.address().port(), "/", "t", reactor, center);
+        EXPECT_TRUE(eventually([&] {
+            std::lock_guard<std::mutex> lock(listener.mutex);
+            return !listener.texts.empty();
+        }, std::chrono::milliseconds(800)));
+        peer.join();
+    }
+    reactor.stop();
+    reactorThread.join();
+    center.removeObserver(Poco::NObserver<Listener, SystemNotificationEvent>(listener, &Listener::onEvent));
+    std::lock_guard<std::mutex> lock(listener.mutex);
+    ASSERT_EQ(listener.texts.size(), 1u);
+    EXPECT_EQ(listener.texts.front(), "{\"type\": \"early\"}");
 }

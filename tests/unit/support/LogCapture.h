@@ -28,6 +28,12 @@ public:
     {
         _logger.setChannel(_previous);
         _logger.setLevel(_previousLevel);
+        // A Logger does not lock its channel: a thread of the code under test
+        // may still be inside the sink's log(). Sinks live until the process ends.
+        static std::mutex retiredMutex;
+        static std::vector<Poco::AutoPtr<Sink>> retired;
+        std::lock_guard<std::mutex> lock(retiredMutex);
+        retired.push_back(_sink);
     }
 
     LogCapture(const LogCapture&) = delete;
