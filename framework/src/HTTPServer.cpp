@@ -49,9 +49,6 @@ const auto DESCRIPTOR_PAUSE = std::chrono::milliseconds(100);
 // bounds that sleep.
 const Poco::Timespan IDLE_WAIT(3600, 0);
 const std::size_t READ_SIZE = 16384;
-// How long a worker waits for a kept-alive client's next request before it
-// gives the connection back to the waiting thread.
-const auto GRACE = std::chrono::microseconds(1000);
 
 // A head of our own (100 Continue, or a refusal with no body) written from
 // the waiting thread, which must not block: such a head always fits in a
@@ -129,6 +126,9 @@ void HTTPServer::stopAll(bool)
     {
         std::lock_guard<std::mutex> lock(_mutex);
         _requests.notify_all();
+        // Workers waiting for a kept-alive client's next request stop too.
+        _wantedSet = true;
+        _wanted.wake();
     }
     _wakeUp.wake();
     if (_started)
@@ -320,6 +320,13 @@ void HTTPServer::advance(const ConnectionPtr& connection, RequestFramer::State s
         _ready.push_back(connection);
         ++_waiting;
         _requests.notify_one();
+        // With no worker free, one waiting for a kept-alive client's next
+        // request gives way.
+        if (_ready.size() > static_cast<std::size_t>(_idle) && _lingering > 0 && !_wantedSet)
+        {
+            _wantedSet = true;
+            _wanted.wake();
+        }
         break;
     }
     case RequestFramer::State::Refused:
@@ -475,13 +482,17 @@ void HTTPServer::work()
         ConnectionPtr connection;
         {
             std::unique_lock<std::mutex> lock(_mutex);
+            ++_idle;
             _requests.wait(lock, [this] { return _stopping || !_ready.empty(); });
+            --_idle;
             // Requests already received are answered even while stopping.
             if (_ready.empty())
                 return;
             connection = std::move(_ready.front());
             _ready.pop_front();
             --_waiting;
+            if (_ready.empty())
+                takeWanted();
         }
         do
             serve(*connection);
@@ -500,36 +511,55 @@ void HTTPServer::work()
 }
 
 // A kept-alive client usually sends its next request as soon as it has read
-// the answer. Waiting a moment for it here, while no other request waits
-// for a worker, spares two hand-overs between threads for each request; the
-// wait is bounded by GRACE, so no client holds a worker for longer. What
-// came meanwhile stays framed for the waiting thread.
+// the answer. Waiting a moment for it here spares two hand-overs between
+// threads for each request. The wait is bounded by the grace, and ends as
+// soon as another request needs this worker, so no client holds a worker
+// that anyone else wants. What came meanwhile stays framed for the waiting
+// thread.
 bool HTTPServer::awaitNextRequest(Connection& connection)
 {
     if (!connection.keepAlive || connection.upgraded || _stopping)
         return false;
     RequestFramer::State state = connection.framer.restart();
-    const auto deadline = Clock::now() + GRACE;
+    const auto deadline = Clock::now() + _settings.keepAliveGrace;
+    ++_lingering;
     while (state == RequestFramer::State::Head || state == RequestFramer::State::Body)
     {
         const auto left = std::chrono::duration_cast<std::chrono::nanoseconds>(deadline - Clock::now());
-        if (_waiting > 0 || left.count() <= 0)
-            return false;
-        pollfd readable{connection.id, POLLIN, 0};
-        const timespec wait{0, static_cast<long>(left.count())};
-        if (::ppoll(&readable, 1, &wait, nullptr) <= 0)
-            return false;
+        // Either this sees a request queued, or the waiting thread sees this
+        // worker lingering and wakes it through _wanted (both atomics).
+        if (left.count() <= 0 || _waiting > 0 || _stopping)
+            break;
+        pollfd ready[2] = {{connection.id, POLLIN, 0}, {_wanted.reader().impl()->sockfd(), POLLIN, 0}};
+        const timespec wait{static_cast<time_t>(left.count() / 1000000000),
+                            static_cast<long>(left.count() % 1000000000)};
+        const int n = ::ppoll(ready, 2, &wait, nullptr);
+        if (n < 0 && errno != EINTR)
+            break;
+        if (n <= 0 || ready[0].revents == 0)
+            continue;
         char buffer[READ_SIZE];
         const ssize_t received = ::recv(connection.id, buffer, sizeof buffer, MSG_DONTWAIT);
         if (received <= 0)
         {
             // Closed, or failed: the waiting thread ends the connection.
             connection.keepAlive = received < 0 && (errno == EAGAIN || errno == EINTR);
-            return false;
+            break;
         }
         state = connection.framer.feed(buffer, static_cast<std::size_t>(received));
     }
+    --_lingering;
     return state == RequestFramer::State::Complete;
+}
+
+// Called with _mutex held once the queue is empty: the next request that
+// finds no worker free sets _wanted again.
+void HTTPServer::takeWanted()
+{
+    if (!_wantedSet)
+        return;
+    _wantedSet = false;
+    _wanted.drain();
 }
 
 void HTTPServer::setBlocking(Connection& connection, bool blocking)

@@ -16,6 +16,7 @@
 #include <Poco/Timespan.h>
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <memory>
@@ -51,6 +52,10 @@ public:
         /// How long one write of an answer may block on a client that
         /// does not read.
         Poco::Timespan sendTimeout{10, 0};
+        /// How long a worker that has answered waits for the same
+        /// kept-alive client's next request. It gives the connection back
+        /// at once when another request waits and no worker is free.
+        std::chrono::microseconds keepAliveGrace{5000};
     };
 
     /// Serves connections accepted on socket, which must be listening.
@@ -102,6 +107,7 @@ private:
     void work();
     void serve(Connection& connection);
     bool awaitNextRequest(Connection& connection);
+    void takeWanted();
     static void setBlocking(Connection& connection, bool blocking);
     /// The size of the request's body.
     std::size_t answer(Connection& connection, Poco::Net::HTTPServerSession& session);
@@ -131,6 +137,13 @@ private:
     std::atomic<bool> _stopping{false};
     // Requests received and not yet taken by a worker.
     std::atomic<int> _waiting{0};
+    // Workers waiting in _requests, and workers waiting for a kept-alive
+    // client's next request; readable while a request waits for a worker
+    // that only a waiting one can become (set and drained under _mutex).
+    int _idle = 0;
+    std::atomic<int> _lingering{0};
+    WakeUpSocket _wanted;
+    bool _wantedSet = false;
     std::atomic<std::size_t> _open{0};
 
     Poco::RunnableAdapter<HTTPServer> _waiter;
