@@ -14,12 +14,8 @@
 
 #include <Poco/Net/HTTPClientSession.h>
 #include <Poco/Net/HTTPRequest.h>
-#include <Poco/Net/HTTPRequestHandler.h>
-#include <Poco/Net/HTTPRequestHandlerFactory.h>
 #include <Poco/Net/HTTPResponse.h>
 #include <Poco/Net/HTTPServer.h>
-#include <Poco/Net/HTTPServerRequest.h>
-#include <Poco/Net/HTTPServerResponse.h>
 #include <Poco/Net/ServerSocket.h>
 #include <Poco/Net/StreamSocket.h>
 #include <Poco/NullStream.h>
@@ -57,24 +53,6 @@ public:
     void get(Request&, Response& response, const Captures&, SessionPtr) override
     {
         response.sendBuffer(BODY.data(), BODY.size());
-    }
-};
-
-class BareHandler : public Poco::Net::HTTPRequestHandler
-{
-public:
-    void handleRequest(Poco::Net::HTTPServerRequest&, Poco::Net::HTTPServerResponse& response) override
-    {
-        response.sendBuffer(BODY.data(), BODY.size());
-    }
-};
-
-class BareFactory : public Poco::Net::HTTPRequestHandlerFactory
-{
-public:
-    Poco::Net::HTTPRequestHandler* createRequestHandler(const Poco::Net::HTTPServerRequest&) override
-    {
-        return new BareHandler;
     }
 };
 
@@ -242,7 +220,7 @@ int main()
     params->setMaxQueued(64);
     params->setKeepAlive(true);
     Poco::ThreadPool pool(2, WORKERS);
-    Poco::Net::HTTPServer bare(new BareFactory, pool, listener, params);
+    Poco::Net::HTTPServer bare(new test::FixedAnswerFactory(BODY), pool, listener, params);
     bare.start();
 
     double framework = 0;

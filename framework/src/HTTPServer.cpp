@@ -492,7 +492,7 @@ void HTTPServer::work()
             _ready.pop_front();
             --_waiting;
             if (_ready.empty())
-                takeWanted();
+                clearWanted();
         }
         do
             serve(*connection);
@@ -554,7 +554,7 @@ bool HTTPServer::awaitNextRequest(Connection& connection)
 
 // Called with _mutex held once the queue is empty: the next request that
 // finds no worker free sets _wanted again.
-void HTTPServer::takeWanted()
+void HTTPServer::clearWanted()
 {
     if (!_wantedSet)
         return;

@@ -107,7 +107,7 @@ private:
     void work();
     void serve(Connection& connection);
     bool awaitNextRequest(Connection& connection);
-    void takeWanted();
+    void clearWanted();
     static void setBlocking(Connection& connection, bool blocking);
     /// The size of the request's body.
     std::size_t answer(Connection& connection, Poco::Net::HTTPServerSession& session);
@@ -137,11 +137,12 @@ private:
     std::atomic<bool> _stopping{false};
     // Requests received and not yet taken by a worker.
     std::atomic<int> _waiting{0};
-    // Workers waiting in _requests, and workers waiting for a kept-alive
-    // client's next request; readable while a request waits for a worker
-    // that only a waiting one can become (set and drained under _mutex).
+    // Workers waiting in _requests (under _mutex).
     int _idle = 0;
+    // Workers waiting for a kept-alive client's next request.
     std::atomic<int> _lingering{0};
+    // Readable while a queued request finds no idle worker, so that a
+    // lingering one gives way; set and cleared under _mutex.
     WakeUpSocket _wanted;
     bool _wantedSet = false;
     std::atomic<std::size_t> _open{0};

@@ -4,6 +4,9 @@
 
 #include <Poco/Net/HTTPClientSession.h>
 #include <Poco/Net/HTTPRequest.h>
+#include <Poco/Net/HTTPRequestHandler.h>
+#include <Poco/Net/HTTPServerRequest.h>
+#include <Poco/Net/HTTPServerResponse.h>
 #include <Poco/StreamCopier.h>
 #include <Poco/Util/MapConfiguration.h>
 
@@ -108,6 +111,32 @@ Reply request(unsigned port, const std::string& method, const std::string& path,
     reply.reason = response.getReason();
     Poco::StreamCopier::copyToString(in, reply.body);
     return reply;
+}
+
+namespace {
+
+class FixedAnswerHandler : public Poco::Net::HTTPRequestHandler
+{
+public:
+    explicit FixedAnswerHandler(const std::string& body) : _body(body) {}
+    void handleRequest(Poco::Net::HTTPServerRequest&, Poco::Net::HTTPServerResponse& response) override
+    {
+        response.sendBuffer(_body.data(), _body.size());
+    }
+
+private:
+    const std::string& _body;
+};
+
+} // namespace
+
+FixedAnswerFactory::FixedAnswerFactory(std::string body) : _body(std::move(body))
+{
+}
+
+Poco::Net::HTTPRequestHandler* FixedAnswerFactory::createRequestHandler(const Poco::Net::HTTPServerRequest&)
+{
+    return new FixedAnswerHandler(_body);
 }
 
 } // namespace test

@@ -3,6 +3,7 @@
 #include "Eventually.h"
 #include "pemo/ServiceCore.h"
 
+#include <Poco/Net/HTTPRequestHandlerFactory.h>
 #include <Poco/Net/HTTPResponse.h>
 #include <Poco/Util/Application.h>
 
@@ -66,6 +67,19 @@ struct Reply
 /// authentication header unless empty; the body is sent chunked if asked.
 Reply request(unsigned port, const std::string& method, const std::string& path, const std::string& token = "",
               const std::string& body = "", bool chunked = false);
+
+/// A plain Poco handler factory whose every answer is 200 with body: the
+/// bare server the framework's is measured against, and a server's
+/// simplest load.
+class FixedAnswerFactory : public Poco::Net::HTTPRequestHandlerFactory
+{
+public:
+    explicit FixedAnswerFactory(std::string body);
+    Poco::Net::HTTPRequestHandler* createRequestHandler(const Poco::Net::HTTPServerRequest& request) override;
+
+private:
+    std::string _body;
+};
 
 } // namespace test
 } // namespace pemo

@@ -1,12 +1,9 @@
+#include "FrameworkTestSupport.h"
 #include "HTTPServer.h"
 
 #include <Poco/Net/HTTPClientSession.h>
 #include <Poco/Net/HTTPRequest.h>
-#include <Poco/Net/HTTPRequestHandler.h>
-#include <Poco/Net/HTTPRequestHandlerFactory.h>
 #include <Poco/Net/HTTPResponse.h>
-#include <Poco/Net/HTTPServerRequest.h>
-#include <Poco/Net/HTTPServerResponse.h>
 #include <Poco/StreamCopier.h>
 #include <Poco/ThreadPool.h>
 
@@ -18,24 +15,6 @@
 using namespace pemo;
 
 namespace {
-
-class OkHandler : public Poco::Net::HTTPRequestHandler
-{
-public:
-    void handleRequest(Poco::Net::HTTPServerRequest&, Poco::Net::HTTPServerResponse& response) override
-    {
-        response.sendBuffer("ok", 2);
-    }
-};
-
-class OkFactory : public Poco::Net::HTTPRequestHandlerFactory
-{
-public:
-    Poco::Net::HTTPRequestHandler* createRequestHandler(const Poco::Net::HTTPServerRequest&) override
-    {
-        return new OkHandler;
-    }
-};
 
 std::string get(Poco::Net::HTTPClientSession& session)
 {
@@ -59,7 +38,7 @@ TEST(HTTPServerTest, WorkerWaitingForAKeptAliveClientGivesWayToAWaitingRequest)
     HTTPServer::Settings settings;
     settings.workers = 1;
     settings.keepAliveGrace = std::chrono::seconds(3);
-    HTTPServer server(new OkFactory, pool, socket, settings);
+    HTTPServer server(new test::FixedAnswerFactory("ok"), pool, socket, settings);
     server.start();
 
     Poco::Net::HTTPClientSession kept("127.0.0.1", socket.address().port());
